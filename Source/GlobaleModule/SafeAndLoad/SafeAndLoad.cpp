@@ -1,0 +1,129 @@
+#include "SafeAndLoad.h"
+
+#include "GlobalData.h"
+#include "SettingsPaths.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+SafeAndLoad::SafeAndLoad(Settings* s, GlobalData* g)
+    : settings(s), global(g), productFolder(s != nullptr ? s->productFolder : std::string())
+{
+}
+
+std::string SafeAndLoad::instanceFolderName() const
+{
+    if (global->isMaster.load() || global->slaveIndex.load() <= 0)
+        return "1";
+    return IntInString(global->slaveIndex.load());
+}
+
+std::string SafeAndLoad::makeInstanceFolder()
+{
+    return SettingsPaths::makeFolders(productFolder + "/" + instanceFolderName());
+}
+
+void SafeAndLoad::SafeFiles(const std::string& name, std::stringstream& content)
+{
+    const auto folder = makeInstanceFolder();
+    if (folder.empty())
+        return;
+    std::ofstream out(folder + "/" + name + ".txt", std::ios::binary | std::ios::trunc);
+    if (out)
+        out << content.str();
+}
+
+bool SafeAndLoad::LoadFiles()
+{
+    const auto folder = makeInstanceFolder();
+    if (folder.empty())
+        return true;
+    global->settingsFolder = folder;
+
+    const auto path = folder + "/IP.txt";
+    if (!SettingsPaths::isFile(path))
+        return false;
+
+    std::ifstream in(path, std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (text.empty())
+        return false;
+
+    global->SetIp(text);
+    global->savedIp = text;
+    return true;
+}
+
+std::array<std::string, 5> SafeAndLoad::positionalValues(const std::string& text)
+{
+    std::array<std::string, 5> values{};
+    std::string rest = text;
+    for (auto& value : values)
+    {
+        const auto semicolon = rest.find(';');
+        if (semicolon == std::string::npos)
+            continue;
+        const auto equals = rest.find('=');
+        if (equals != std::string::npos && equals + 2 <= semicolon)
+            value = rest.substr(equals + 2, semicolon - equals - 2);
+        rest = rest.substr(semicolon + 1);
+    }
+    return values;
+}
+
+namespace
+{
+// A number as the whole value, or nothing: a junk value keeps the default.
+bool readNumber(const std::string& text, double& out)
+{
+    if (text.empty())
+        return false;
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (end == text.c_str() || !std::isfinite(value))
+        return false;
+    out = value;
+    return true;
+}
+} // namespace
+
+void SafeAndLoad::ReadGuiSettings()
+{
+    const auto folder = makeInstanceFolder();
+    if (folder.empty())
+        return;
+    global->settingsFolder = folder;
+    const auto path = folder + "/GuiSettings.txt";
+    if (!SettingsPaths::isFile(path))
+        return;
+    std::ifstream in(path, std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (text.empty())
+        return;
+
+    const auto values = positionalValues(text);
+    double number = 0.0;
+    if (readNumber(values[0], number))
+        global->guiSize = (float)number;
+    global->safeGuiSettings();
+    if (readNumber(values[1], number) && number > -2147483648.0 && number < 2147483648.0)
+        global->knobResolution = (float)(int)number;
+    global->safeGuiSettings();
+    global->deviceSerial = values[2];
+    global->safeGuiSettings();
+    global->zeroPreset = values[4] != "0";
+    global->safeGuiSettings();
+    if (!values[3].empty())
+    {
+        const int fps = StringInInt(values[3]);
+        if (fps > 0)
+        {
+            global->fps = fps;
+            global->frameInterval = 1000 / fps;
+            global->fpsChanged = true;
+        }
+    }
+    global->knobResolutionChanged = true;
+}

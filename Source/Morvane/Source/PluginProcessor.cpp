@@ -1,0 +1,369 @@
+#include "PluginProcessor.h"
+
+#include "Broadcast.h"
+#include "Debug.h"
+#include "GlobalData.h"
+#include "MasterDeviceChecker.h"
+#include "MyImageButton.h"
+#include "PluginCommunication.h"
+#include "PluginEditor.h"
+#include "SafeAndLoad.h"
+#include "TCPIP.h"
+
+#include <cmath>
+
+namespace
+{
+// Zero-length sleeps, bounded: a flag that never falls must not hold the host for ever.
+template <typename Condition> void spinWhile(Condition condition, int limitMs)
+{
+    const auto start = juce::Time::getMillisecondCounterHiRes();
+    while (condition() && juce::Time::getMillisecondCounterHiRes() - start < limitMs)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+bool isFreeSignedSlot(int index)
+{
+    return index == 8 || index == 9 || index == 16 || index == 19 || index == 35;
+}
+} // namespace
+
+const int MorvaneProcessor::knobToRow[knobTotal] = {2,  0,  10, 3,  8,  1,  11, 12, 14, 17, 15, 18, 19, 16,
+                                                    20, 21, 5,  22, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+                                                    -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+const int MorvaneProcessor::firstStatusRow[18] = {2, 0, 10, 3, 8, 1, 11, 12, 0, 17, 15, 18, 19, 16, 20, 21, 14, 5};
+
+MorvaneProcessor::MorvaneProcessor()
+    : AudioProcessor(BusesProperties()
+                         .withInput("Input", juce::AudioChannelSet::stereo(), true)
+                         .withOutput("Output", juce::AudioChannelSet::stereo(), true))
+{
+    settings = new Settings();
+    globalData = new GlobalData(settings);
+    safeAndLoad = new SafeAndLoad(settings, globalData);
+    tcp = new TCPIP(safeAndLoad, globalData, settings);
+    pluginCommunication = new PluginCommunication(globalData, settings, safeAndLoad, tcp);
+    broadcast = new Broadcast(globalData, settings->deviceCode);
+
+    const auto dark = makeLampImage(false);
+    const auto lit = makeLampImage(true);
+
+    safeAndLoad->ReadGuiSettings();
+
+    lampTop = new MyImageButton(dark, lit, globalData, 1);
+    lampBottom = new MyImageButton(dark, lit, globalData, 1);
+
+    startTimer(40);
+    timerCallback();
+}
+
+MorvaneProcessor::~MorvaneProcessor()
+{
+    // Closing never waits without bound: every wait below has a limit above the longest
+    // operation it waits for.
+    spinWhile([this] { return inTimer.load(); }, 15000);
+    spinWhile([this] { return receiveBusy.load(); }, 5000);
+
+    Debug::DebugLog(0, "Please quit right now!", __FILE__, __LINE__, settings->productFolder);
+    globalData->quitRequested = true;
+    alive->store(false);
+    stopTimer();
+
+    spinWhile([this] { return globalData->broadcastRunning.load(); }, 15000);
+    spinWhile([this] { return globalData->callHomeRunning.load(); }, 15000);
+
+    // The device check ends by itself once it sees quitRequested.
+    delete masterDeviceChecker;
+    masterDeviceChecker = nullptr;
+
+    spinWhile([this] { return globalData->deviceFinderRunning.load() != 0; }, 30000);
+    if (findThread.joinable())
+        findThread.join();
+    if (receiveThread.joinable())
+        receiveThread.join();
+    joinFinishedSendThreads(true);
+
+    Debug::DebugLog(0, "Delete broadcaster", __FILE__, __LINE__, settings->productFolder);
+    delete broadcast;
+    Debug::DebugLog(0, "Delete the broadcaster is done", __FILE__, __LINE__, settings->productFolder);
+
+    const std::string folder = settings->productFolder;
+    Debug::DebugLog(0, "Delete globalSettings", __FILE__, __LINE__, folder);
+    // The framework, the coordination and the knobs still read the constant record while
+    // they go, so it is released last of all, behind the blackboard.
+    Debug::DebugLog(0, "Delete globalSettings is done", __FILE__, __LINE__, folder);
+
+    delete pluginCommunication;
+    delete lampTop;
+    delete lampBottom;
+    for (auto*& knob : knobs)
+    {
+        delete knob;
+        knob = nullptr;
+    }
+    delete tcp;
+    delete safeAndLoad;
+    delete globalData;
+    delete settings;
+}
+
+Knob* MorvaneProcessor::getKnob(int index) const
+{
+    return index >= 0 && index < knobTotal ? knobs[index] : nullptr;
+}
+
+float MorvaneProcessor::getDeviceValue(int row, int column) const
+{
+    if (row < 0 || row >= tableRows || column < 0 || column >= tableColumns)
+        return 0.0f;
+    return deviceTable[row][column];
+}
+
+const juce::String MorvaneProcessor::getName() const
+{
+    return "Morvane";
+}
+
+void MorvaneProcessor::prepareToPlay(double, int) {}
+void MorvaneProcessor::releaseResources() {}
+
+// The samples stay in the host's buffers untouched: the unit does the audio work.
+void MorvaneProcessor::processBlock(juce::AudioBuffer<float>&, juce::MidiBuffer&) {}
+
+bool MorvaneProcessor::isBusesLayoutSupported(const BusesLayout& layouts) const
+{
+    return layouts.getMainInputChannelSet() == juce::AudioChannelSet::stereo() &&
+           layouts.getMainOutputChannelSet() == juce::AudioChannelSet::stereo();
+}
+
+double MorvaneProcessor::getTailLengthSeconds() const
+{
+    return 0.0;
+}
+bool MorvaneProcessor::acceptsMidi() const
+{
+    return false;
+}
+bool MorvaneProcessor::producesMidi() const
+{
+    return false;
+}
+bool MorvaneProcessor::hasEditor() const
+{
+    return true;
+}
+
+juce::AudioProcessorEditor* MorvaneProcessor::createEditor()
+{
+    CreateTheKnobs();
+    editor = new MorvaneEditor(*this, globalData, settings, broadcast, knobs, tcp, safeAndLoad, lampTop, lampBottom);
+    editorOpen = true;
+    return editor;
+}
+
+void MorvaneProcessor::editorClosing(MorvaneEditor* leaving)
+{
+    if (editor == leaving)
+    {
+        editorOpen = false;
+        editor = nullptr;
+    }
+}
+
+int MorvaneProcessor::getNumPrograms()
+{
+    return 1;
+}
+int MorvaneProcessor::getCurrentProgram()
+{
+    return 0;
+}
+void MorvaneProcessor::setCurrentProgram(int) {}
+const juce::String MorvaneProcessor::getProgramName(int)
+{
+    return {};
+}
+void MorvaneProcessor::changeProgramName(int, const juce::String&) {}
+
+int MorvaneProcessor::getNumParameters()
+{
+    return 16;
+}
+
+const juce::String MorvaneProcessor::getParameterName(int index)
+{
+    if (index < 0 || index > settings->knobCount || index >= (int)settings->knobNames.size())
+        return {};
+    return juce::String(settings->knobNames[(size_t)index]);
+}
+
+float MorvaneProcessor::getParameter(int index)
+{
+    if (!knobsCreated.load() || index < 0 || index >= knobTotal)
+        return 0.0f;
+    return (float)knobs[index]->getValue();
+}
+
+const juce::String MorvaneProcessor::getParameterText(int index)
+{
+    if (index >= 0 && index <= 7)
+        return juce::String(index);
+    return {};
+}
+
+int MorvaneProcessor::getParameterNumSteps(int index)
+{
+    return index == 2 ? 12 : 1;
+}
+
+void MorvaneProcessor::setParameter(int index, float value)
+{
+    if (index == 2 || index < 0 || index >= 40 || !knobsCreated.load())
+        return;
+    if (!isFreeSignedSlot(index) && !(value >= 0.0f))
+        return;
+    if (!std::isfinite(value))
+        return;
+    globalData->hostValue[index] = value;
+    globalData->hostChanged[index] = true;
+    globalData->anyHostChange = true;
+}
+
+const juce::String MorvaneProcessor::getInputChannelName(int channelIndex) const
+{
+    return juce::String(channelIndex + 1);
+}
+const juce::String MorvaneProcessor::getOutputChannelName(int channelIndex) const
+{
+    return juce::String(channelIndex + 1);
+}
+bool MorvaneProcessor::isInputChannelStereoPair(int) const
+{
+    return true;
+}
+bool MorvaneProcessor::isOutputChannelStereoPair(int) const
+{
+    return true;
+}
+bool MorvaneProcessor::silenceInProducesSilenceOut() const
+{
+    return false;
+}
+
+void MorvaneProcessor::CreateTheKnobs()
+{
+    if (knobsCreated.load())
+        return;
+    Debug::DebugLog(0, "Potis create", __FILE__, __LINE__, settings->productFolder);
+    for (int i = 0; i < knobTotal; ++i)
+    {
+        auto* knob = new Knob(i);
+        if (i == 2 || i == 19)
+            knob->setRange(0.0, 11.0, 1.0);
+        else
+            knob->setRange(0.0, 1.0, 0.01);
+        knob->setSliderStyle(juce::Slider::RotaryHorizontalVerticalDrag);
+        knob->setTextBoxStyle(juce::Slider::NoTextBox, true, 80, 20);
+        knobs[i] = knob;
+    }
+    knobsCreated = true;
+    Debug::DebugLog(0, "Potis create done", __FILE__, __LINE__, settings->productFolder);
+}
+
+// The host's state: knobs 0 to 19, then AutoGain and DualMono.
+void MorvaneProcessor::getStateInformation(juce::MemoryBlock& destData)
+{
+    CreateTheKnobs();
+    juce::XmlElement root("Root");
+    for (int i = 0; i < settings->knobCount; ++i)
+        root.createNewChildElement("Knob" + juce::String(IntInString(i)))
+            ->addTextElement(FloatInString((float)knobs[i]->getValue()));
+    root.createNewChildElement("AutoGain")->addTextElement(IntInString(globalData->autoGainValue ? 1 : 0));
+    root.createNewChildElement("DualMono")->addTextElement(IntInString(globalData->dualMono ? 1 : 0));
+    copyXmlToBinary(root, destData);
+}
+
+namespace
+{
+// The knob a tag names ("Knob<i>", any case), or -1.
+int knobOfTag(const juce::String& tag, int knobCount)
+{
+    for (int i = 0; i < knobCount; ++i)
+        if (tag.equalsIgnoreCase("Knob" + juce::String(i)))
+            return i;
+    return -1;
+}
+
+// The whole text of an element as a float; false for an empty text or one that is no number.
+bool knobText(const juce::XmlElement& element, float& value)
+{
+    const auto text = element.getAllSubText().trim();
+    if (text.isEmpty())
+        return false;
+    float parsed = 0.0f;
+    if (!TextCut::readFloat(text.toStdString(), parsed))
+        return false;
+    value = parsed;
+    return true;
+}
+} // namespace
+
+void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
+{
+    if (data == nullptr || sizeInBytes <= 0)
+        return;
+    const auto xml = getXmlFromBinary(data, sizeInBytes);
+    if (xml == nullptr)
+        return;
+    CreateTheKnobs();
+
+    int zeros = 0;
+    for (auto* child : xml->getChildIterator())
+    {
+        float value = 0.0f;
+        if (knobOfTag(child->getTagName(), settings->knobCount) >= 0 && knobText(*child, value) && !(value > 0.0f))
+            ++zeros;
+    }
+    if (globalData->zeroPreset && zeros > 18)
+    {
+        restorePending = false;
+        return;
+    }
+
+    int outOfRange = 0;
+    for (auto* child : xml->getChildIterator())
+    {
+        const auto tag = child->getTagName();
+        const auto text = child->getAllSubText();
+        if (tag.equalsIgnoreCase("AutoGain"))
+        {
+            globalData->autoGainValue = text == "1";
+            globalData->autoGainRequest = true;
+        }
+        else if (tag.equalsIgnoreCase("DualMono"))
+        {
+            if (text == "1")
+            {
+                globalData->dualMono = true;
+                globalData->dualMonoEntered = true;
+                globalData->requestDualMono = true;
+            }
+            else
+            {
+                globalData->requestStereo = true;
+            }
+        }
+        else
+        {
+            const int i = knobOfTag(tag, settings->knobCount);
+            float value = 0.0f;
+            if (i < 0 || !knobText(*child, value))
+                continue;
+            setParameter(i, value);
+            knobs[i]->setValue(value, juce::sendNotificationAsync);
+            if (value < 0.0f || value > 12.0f)
+                ++outOfRange;
+        }
+    }
+    restorePending = outOfRange == 0;
+}

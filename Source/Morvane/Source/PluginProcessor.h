@@ -1,0 +1,189 @@
+#pragma once
+
+#include <juce_audio_processors/juce_audio_processors.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Knob.h"
+
+class Broadcast;
+class GlobalData;
+struct Settings;
+class SafeAndLoad;
+class TCPIP;
+class PluginCommunication;
+class MasterDeviceChecker;
+class MyImageButton;
+class MorvaneEditor;
+
+// The object the host creates. It does no audio work: it brings the unit into the host,
+// and its 40 ms timer is the plug-in's main loop.
+class MorvaneProcessor : public juce::AudioProcessor, public juce::Timer
+{
+public:
+    MorvaneProcessor();
+    ~MorvaneProcessor() override;
+
+    const juce::String getName() const override;
+    void prepareToPlay(double sampleRate, int samplesPerBlock) override;
+    void releaseResources() override;
+    void processBlock(juce::AudioBuffer<float>&, juce::MidiBuffer&) override;
+    bool isBusesLayoutSupported(const BusesLayout& layouts) const override;
+    double getTailLengthSeconds() const override;
+    bool acceptsMidi() const override;
+    bool producesMidi() const override;
+    juce::AudioProcessorEditor* createEditor() override;
+    bool hasEditor() const override;
+    int getNumPrograms() override;
+    int getCurrentProgram() override;
+    void setCurrentProgram(int index) override;
+    const juce::String getProgramName(int index) override;
+    void changeProgramName(int index, const juce::String& newName) override;
+    void getStateInformation(juce::MemoryBlock& destData) override;
+    void setStateInformation(const void* data, int sizeInBytes) override;
+    int getNumParameters() override;
+    const juce::String getParameterName(int index) override;
+    float getParameter(int index) override;
+    const juce::String getParameterText(int index) override;
+    int getParameterNumSteps(int index) override;
+    void setParameter(int index, float newValue) override;
+    const juce::String getInputChannelName(int channelIndex) const override;
+    const juce::String getOutputChannelName(int channelIndex) const override;
+    bool isInputChannelStereoPair(int index) const override;
+    bool isOutputChannelStereoPair(int index) const override;
+    bool silenceInProducesSilenceOut() const override;
+    void timerCallback() override;
+
+    // Idempotent; every path that touches the knobs calls it first (message thread).
+    void CreateTheKnobs();
+
+    // Device protocol.
+    int GetDevicePort();
+    std::string GetSerialFromDevice();
+    // Status stream: one datagram, and its parser.
+    // True when a datagram was taken and parsed.
+    bool PotiRound();
+    bool ReadJson(const std::string& text);
+
+    // The editor tells the processor when it goes.
+    void editorClosing(MorvaneEditor* closing);
+
+    // Accessors for the editor, tools and tests.
+    GlobalData* getGlobalData() const { return globalData; }
+    Settings* getSettings() const { return settings; }
+    TCPIP* getTcp() const { return tcp; }
+    Broadcast* getBroadcast() const { return broadcast; }
+    SafeAndLoad* getSafeAndLoad() const { return safeAndLoad; }
+    Knob* getKnob(int index) const;
+    bool isStatusReceived() const { return statusReceived.load(); }
+    bool isRestorePending() const { return restorePending.load(); }
+    bool isEditorOpen() const { return editorOpen.load(); }
+    float getDeviceValue(int row, int column) const;
+    float getMeterLeft() const { return meterLeft.load(); }
+    float getMeterRight() const { return meterRight.load(); }
+    int getClipState() const { return clipState.load(); }
+    MyImageButton* getLampTop() const { return lampTop; }
+    MyImageButton* getLampBottom() const { return lampBottom; }
+
+    static constexpr int knobTotal = 41;
+    static constexpr int tableRows = 24;
+    static constexpr int tableColumns = 5;
+    // Knob -> device row, -1 where a knob has no row.
+    static const int knobToRow[knobTotal];
+    static const int firstStatusRow[18];
+
+private:
+    friend void delegatorReceiveAndRead(void*);
+    friend void delegatorSend(MorvaneProcessor*, std::string);
+    friend void delegatorFindDevice(void*);
+
+    // One tick's stages.
+    void presetReadingStage();
+    void presetSavingStage();
+    void takeOverNewAddress();
+    void firstStatus();
+    void restorePush();
+    void startWatch();
+    void takeSnapshot();
+    void regularCycle();
+    void CheckKnobTopicality();
+    void displaysStep();
+    void inputRefreshStep();
+    bool lampStep();
+    void gainStep();
+    void channelModeStep();
+    void computeSlopes();
+    std::string formUrl();
+    void appendChange(int knob);
+    void startSendThread(const std::string& url);
+    void startReceiveThread();
+    void joinFinishedSendThreads(bool all);
+    void readBalance(const std::string& reply);
+    float knobFromDevice(int row) const;
+    float deviceFromKnob(int knob) const;
+    float modeForDevice() const;
+    void followChannelMode();
+    void joinReceiveThread();
+    int rowOfKnob(int knob) const;
+    void readGuiSettings();
+    juce::String currentDocumentText() const;
+
+    std::atomic<bool> receiveBusy{false};
+    // Raised first thing in the destructor, so that a receive under way ends early.
+    std::atomic<bool> closing{false};
+    std::string sendUrl;
+    std::atomic<bool> restorePending{false};
+    Broadcast* broadcast = nullptr;
+    GlobalData* globalData = nullptr;
+    Settings* settings = nullptr;
+    SafeAndLoad* safeAndLoad = nullptr;
+    TCPIP* tcp = nullptr;
+    PluginCommunication* pluginCommunication = nullptr;
+    MasterDeviceChecker* masterDeviceChecker = nullptr;
+    MyImageButton* lampTop = nullptr;
+    MyImageButton* lampBottom = nullptr;
+    std::atomic<bool> editorOpen{false};
+    MorvaneEditor* editor = nullptr;
+    std::atomic<int> missedStatus{0};
+    Knob* knobs[knobTotal] = {};
+    std::atomic<bool> inTimer{false};
+    float knobNow[tableRows] = {};
+    float knobSent[tableRows] = {};
+    float deviceTable[tableRows][tableColumns] = {};
+    float lastLampRow = 0.0f;
+    std::atomic<float> meterLeft{0.0f}, meterRight{0.0f};
+    float lastMeterLeft = 0.0f, lastMeterRight = 0.0f;
+    std::atomic<int> lastDeviceMode{0};
+    float lastClip = 0.0f;
+    std::atomic<int> clipState{0};
+    float slope[tableRows] = {};
+    std::atomic<bool> knobsCreated{false};
+    std::atomic<bool> statusReceived{false};
+    bool finderStarted = false;
+    int changedCount = 0;
+    int changeList[tableRows] = {};
+    int inputRefreshCounter = 0;
+    int lampHold = 0;
+
+    std::thread findThread, receiveThread;
+    struct SendThread
+    {
+        std::thread thread;
+        std::shared_ptr<std::atomic<bool>> done;
+    };
+    std::vector<SendThread> sendThreads;
+
+    // Asynchronous callbacks (alerts) check this before touching the processor.
+    std::shared_ptr<std::atomic<bool>> alive = std::make_shared<std::atomic<bool>>(true);
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR(MorvaneProcessor)
+};
+
+// Thread entries, each given the processor.
+void delegatorReceiveAndRead(void* processor);
+void delegatorSend(MorvaneProcessor* processor, std::string url);
+void delegatorFindDevice(void* processor);

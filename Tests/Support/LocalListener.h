@@ -1,0 +1,40 @@
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+// A TCP listener on loopback that plays a web server badly or well, for transport tests.
+// It records every request it reads.
+class LocalListener
+{
+public:
+    enum class Mode
+    {
+        answer,        // read the request, send the answer, close
+        closeAtOnce,   // accept and close without a byte
+        neverAnswer,   // accept, read, and keep the connection silent until stopped
+    };
+
+    LocalListener(Mode mode, std::string answer = {}, const std::string& address = "127.0.0.1");
+    ~LocalListener();
+
+    int port() const { return boundPort; }
+    std::vector<std::string> requests() const;
+    int accepted() const { return acceptedCount.load(); }
+
+private:
+    void run();
+
+    Mode mode;
+    std::string answer;
+    int listenFd = -1;
+    int boundPort = 0;
+    std::atomic<bool> stopping{false};
+    std::atomic<int> acceptedCount{0};
+    mutable std::mutex lock;
+    std::vector<std::string> received;
+    std::thread worker;
+};

@@ -1,0 +1,95 @@
+#include "TestEnvironment.h"
+
+#include <juce_events/juce_events.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <thread>
+#include <unistd.h>
+
+namespace TestEnvironment
+{
+namespace
+{
+std::string freshRoot;
+
+std::string makeTemp()
+{
+    std::string pattern = "/tmp/morvane-test-XXXXXX";
+    if (::mkdtemp(pattern.data()) == nullptr)
+        return "/tmp";
+    return pattern;
+}
+} // namespace
+
+void useFreshHome()
+{
+    freshRoot = makeTemp();
+    ::setenv("Home", freshRoot.c_str(), 1);
+    const auto presets = freshRoot + "/presets";
+    ::setenv("MORVANE_PRESET_ROOT", presets.c_str(), 1);
+}
+
+void removeFreshHome()
+{
+    if (freshRoot.rfind("/tmp/morvane-test-", 0) == 0)
+        std::system(("rm -rf '" + freshRoot + "'").c_str());
+}
+
+std::string home()
+{
+    const char* value = std::getenv("Home");
+    return value != nullptr ? value : "";
+}
+
+std::string newHome()
+{
+    const auto folder = makeTemp();
+    ::setenv("Home", folder.c_str(), 1);
+    const auto presets = folder + "/presets";
+    ::setenv("MORVANE_PRESET_ROOT", presets.c_str(), 1);
+    return folder;
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+void pump(int ms)
+{
+    juce::MessageManager::getInstance()->runDispatchLoopUntil(ms);
+}
+
+bool pumpUntil(const std::function<bool()>& done, int timeoutMs)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (std::chrono::steady_clock::now() < deadline)
+    {
+        if (done())
+            return true;
+        juce::MessageManager::getInstance()->runDispatchLoopUntil(10);
+    }
+    return done();
+}
+
+bool canConfigureNetwork()
+{
+    return ::geteuid() == 0;
+}
+
+bool onCi()
+{
+    const char* ci = std::getenv("CI");
+    return ci != nullptr && std::string(ci) == "true";
+}
+} // namespace TestEnvironment

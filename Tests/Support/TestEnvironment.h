@@ -1,0 +1,25 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace TestEnvironment
+{
+// Points "Home" and MORVANE_PRESET_ROOT at new temporary folders.
+void useFreshHome();
+void removeFreshHome();
+// The temporary home of this run, and a new empty one for a single test.
+std::string home();
+std::string newHome();
+// Reads a whole file; empty when it does not exist.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& content);
+// Runs the message loop for ms milliseconds.
+void pump(int ms);
+// Runs the message loop until done() or the time is up; true when done() came.
+bool pumpUntil(const std::function<bool()>& done, int timeoutMs);
+// True when this process may make network devices (root in its own namespace).
+bool canConfigureNetwork();
+// True on CI, where nothing that CI can do may be skipped.
+bool onCi();
+} // namespace TestEnvironment

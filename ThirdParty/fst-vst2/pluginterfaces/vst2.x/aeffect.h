@@ -1,0 +1,3 @@
+// Maps the VST2 SDK header name onto Debian's free FST header (fst-dev).
+#pragma once
+#include <pluginterfaces/fst/aeffect.h>
