@@ -20,6 +20,9 @@ void pump(int ms);
 bool pumpUntil(const std::function<bool()>& done, int timeoutMs);
 // True when this process may make network devices (root in its own namespace).
 bool canConfigureNetwork();
+// True when this process does not share the network namespace of process 1, or when
+// MORVANE_ALLOW_HOST_NETWORK=1 says the caller took care of it.
+bool inPrivateNetwork();
 // True on CI, where nothing that CI can do may be skipped.
 bool onCi();
 } // namespace TestEnvironment

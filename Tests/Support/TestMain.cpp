@@ -3,12 +3,20 @@
 // is this thread.
 #include "TestEnvironment.h"
 
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <juce_events/juce_events.h>
 
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
+    // The plug-in broadcasts on every interface: its tests run only in a network namespace
+    // of their own (Tools/run-tests.sh makes one).
+    if (!TestEnvironment::inPrivateNetwork())
+    {
+        std::fprintf(stderr, "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
+        return 1;
+    }
     TestEnvironment::useFreshHome();
     juce::ScopedJuceInitialiser_GUI framework;
     const int result = RUN_ALL_TESTS();
