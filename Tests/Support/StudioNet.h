@@ -112,12 +112,14 @@ public:
     bool runIn(const std::string& ns, const std::function<void()>& work) const
     {
         bool entered = false;
-        std::thread t([&] {
-            ScopedNamespace in(ns);
-            entered = in.ok();
-            if (entered)
-                work();
-        });
+        std::thread t(
+            [&]
+            {
+                ScopedNamespace in(ns);
+                entered = in.ok();
+                if (entered)
+                    work();
+            });
         t.join();
         return entered;
     }
@@ -202,9 +204,11 @@ private:
     {
         const std::string sw = prefix_ + "-sw";
         return addNamespace(ns) &&
-               run({"ip", "-n", sw, "link", "add", port, "type", "veth", "peer", "name", "eth0", "netns", ns}) &&
+               run({"ip", "-n", sw, "link", "add", port, "type", "veth", "peer", "name", "eth0", "netns",
+                    ns}) &&
                run({"ip", "-n", sw, "link", "set", port, "master", "br0", "up"}) &&
-               run({"ip", "-n", ns, "addr", "add", address + "/24", "broadcast", broadcastAddress(), "dev", "eth0"}) &&
+               run({"ip", "-n", ns, "addr", "add", address + "/24", "broadcast", broadcastAddress(), "dev",
+                    "eth0"}) &&
                (extra.empty() || run({"ip", "-n", ns, "addr", "add", extra + "/24", "dev", "eth0"})) &&
                run({"ip", "-n", ns, "link", "set", "eth0", "up"});
     }
@@ -213,7 +217,8 @@ private:
     {
         const std::string sw = prefix_ + "-sw";
         if (!addNamespace(sw) || !run({"ip", "-n", sw, "link", "add", "br0", "type", "bridge"}) ||
-            !run({"ip", "-n", sw, "link", "set", "br0", "up"}) || !attach(hostNamespace(), "host", hostAddress()))
+            !run({"ip", "-n", sw, "link", "set", "br0", "up"}) ||
+            !attach(hostNamespace(), "host", hostAddress()))
             return false;
         for (int k = 1; k <= units_; ++k)
             if (!attach(unitNamespace(k), "u" + std::to_string(k), unitAddress(k), foreignAddress(k)))

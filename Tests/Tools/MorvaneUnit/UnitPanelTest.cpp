@@ -1,0 +1,100 @@
+// The front panel driven from outside through line commands.
+#include "UnitTestSupport.h"
+
+#include <set>
+
+using namespace morvane;
+using namespace morvane::test;
+
+namespace
+{
+class UnitPanel : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }
+
+    sim::UnitConfig cfg = loopbackConfig(5);
+    sim::Unit unit{cfg};
+};
+
+TEST_F(UnitPanel, TurningAControlHoldsItAndMovesItsValue)
+{
+    EXPECT_EQ(unit.command("turn 3 1000 400"), "ok");
+    EXPECT_TRUE(unit.row(3).held);
+    EXPECT_TRUE(waitUntil([&] { return unit.row(3).value > 530 && unit.row(3).value < 1000; }, 1000))
+        << "the value passes on its way";
+    EXPECT_TRUE(waitUntil([&] { return unit.row(3).value == 1000; }, 2000));
+    EXPECT_TRUE(unit.row(3).held) << "held while touched";
+    unit.command("release 3");
+    EXPECT_FALSE(unit.row(3).held);
+
+    unit.command("touch 0");
+    unit.command("touch 1");
+    unit.command("release all");
+    EXPECT_FALSE(unit.row(0).held || unit.row(1).held);
+}
+
+TEST_F(UnitPanel, ModeAndChannelModeShareRowTen)
+{
+    unit.command("mode 5");
+    EXPECT_EQ(unit.row(10).value, 5);
+    unit.command("dual on");
+    EXPECT_EQ(unit.row(10).value, 17);
+    unit.command("mode 11");
+    EXPECT_EQ(unit.row(10).value, 23);
+    unit.command("dual off");
+    EXPECT_EQ(unit.row(10).value, 11);
+    EXPECT_EQ(unit.command("mode 12").rfind("error:", 0), 0u);
+}
+
+TEST_F(UnitPanel, SwitchesBrightnessAndMeterKeepTheirRanges)
+{
+    unit.command("lamp");
+    EXPECT_EQ(unit.row(14).value, 1);
+    unit.command("lamp");
+    EXPECT_EQ(unit.row(14).value, 0);
+    unit.command("autogain on");
+    EXPECT_EQ(unit.row(5).value, 255);
+    unit.command("brightness 500");
+    EXPECT_EQ(unit.row(7).value, unit.row(7).max);
+    unit.command("meter 0");
+    EXPECT_EQ(unit.row(6).value, 1);
+    unit.command("meter 21");
+    EXPECT_EQ(unit.row(6).value, 21);
+}
+
+TEST_F(UnitPanel, TheProgramMovesTheNeedlesWithinRange)
+{
+    UdpPort receiver("0.0.0.0", cfg.statusPort);
+    ASSERT_EQ(httpGet(cfg.address, cfg.httpPort, "/info").code, 1);
+    unit.command("program sine");
+    std::set<std::string> seen;
+    for (int i = 0; i < 40; ++i)
+    {
+        const auto d = receiver.receive(1000);
+        ASSERT_TRUE(d.has_value());
+        const std::string comp = d->data.substr(d->data.find("\"comp\":["));
+        const double left = std::strtod(comp.c_str() + 8, nullptr);
+        EXPECT_LE(left, 0.0);
+        EXPECT_GE(left, -24000.0);
+        seen.insert(comp.substr(0, comp.find(']')));
+    }
+    EXPECT_GT(seen.size(), 5u) << "the needles move";
+    unit.command("comp -3000 -4000");
+    EXPECT_FALSE(unit.panel().program()) << "a fixed value ends the program";
+}
+
+TEST_F(UnitPanel, BadCommandsAnswerWithAnErrorAndHelpListsEverything)
+{
+    for (const char* bad : {"frobnicate", "turn 99 1", "turn 2", "fault nosuch on", "fault slow maybe",
+                            "dual maybe", "period 0"})
+        EXPECT_EQ(unit.command(bad).rfind("error:", 0), 0u) << bad;
+    const std::string help = unit.command("help");
+    for (const char* word : {"turn", "release", "mode", "dual", "lamp", "comp", "clip", "brightness", "meter",
+                             "program", "fault", "vanish", "return", "shortdinfo", "oversized"})
+        EXPECT_NE(help.find(word), std::string::npos) << word;
+    const std::string status = unit.command("status");
+    EXPECT_NE(status.find("row 22 value 0 min 0 max 1"), std::string::npos);
+    EXPECT_NE(readFile(cfg.logPath).find("COMMAND turn 99 1 -> error:"), std::string::npos);
+}
+} // namespace
