@@ -6,7 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-LocalListener::LocalListener(Mode m, std::string a, const std::string& address) : mode(m), answer(std::move(a))
+LocalListener::LocalListener(Mode m, std::string a, const std::string& address)
+    : mode(m), answer(std::move(a))
 {
     listenFd = ::socket(AF_INET, SOCK_STREAM, 0);
     const int one = 1;

@@ -13,9 +13,9 @@ class LocalListener
 public:
     enum class Mode
     {
-        answer,        // read the request, send the answer, close
-        closeAtOnce,   // accept and close without a byte
-        neverAnswer,   // accept, read, and keep the connection silent until stopped
+        answer,      // read the request, send the answer, close
+        closeAtOnce, // accept and close without a byte
+        neverAnswer, // accept, read, and keep the connection silent until stopped
     };
 
     LocalListener(Mode mode, std::string answer = {}, const std::string& address = "127.0.0.1");

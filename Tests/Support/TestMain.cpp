@@ -14,7 +14,8 @@ int main(int argc, char** argv)
     // of their own (Tools/run-tests.sh makes one).
     if (!TestEnvironment::inPrivateNetwork())
     {
-        std::fprintf(stderr, "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
+        std::fprintf(stderr,
+                     "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
         return 1;
     }
     TestEnvironment::useFreshHome();

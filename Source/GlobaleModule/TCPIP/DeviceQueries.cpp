@@ -65,8 +65,9 @@ int GetDevicePort(TCPIP& tcp, const std::string& folder)
         if (hit404)
             log(101, "Error in GetDevicePort, find 404 " + c, folder);
         if (reply.size() < 200)
-            log(101, "Error in CheckDeviceSequenz, length is " + IntInString((int)reply.size()) +
-                         " returned = " + reply + " " + c,
+            log(101,
+                "Error in CheckDeviceSequenz, length is " + IntInString((int)reply.size()) +
+                    " returned = " + reply + " " + c,
                 folder);
     }
     if (!TextCut::foundAboveZero(reply, "port"))
@@ -89,8 +90,9 @@ std::string GetSerialFromDevice(TCPIP& tcp, const std::string& folder)
         if (hit404)
             log(101, "Error in GetSerialFromDevice, find 404 " + c, folder);
         if (tooShort)
-            log(101, "Error in GetSerialFromDevice, length is " + IntInString((int)reply.size()) +
-                         " returned = " + reply + " " + c,
+            log(101,
+                "Error in GetSerialFromDevice, length is " + IntInString((int)reply.size()) +
+                    " returned = " + reply + " " + c,
                 folder);
         return "Error";
     }

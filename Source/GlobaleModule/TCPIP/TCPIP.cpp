@@ -50,7 +50,9 @@ int readToEnd(int fd, long long deadline, const std::atomic<bool>* quit, std::st
 }
 } // namespace
 
-TCPIP::TCPIP(SafeAndLoad* store, GlobalData* g, Settings* s) : safeAndLoad(store), globalData(g), settings(s) {}
+TCPIP::TCPIP(SafeAndLoad* store, GlobalData* g, Settings* s) : safeAndLoad(store), globalData(g), settings(s)
+{
+}
 
 void TCPIP::log(int code, const char* message, int line) const
 {

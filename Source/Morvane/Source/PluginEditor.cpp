@@ -13,7 +13,8 @@ int scaled(int length, float scale)
 
 MorvaneEditor::MorvaneEditor(MorvaneProcessor& p, GlobalData* g, Settings* s, Broadcast*, Knob** k, TCPIP*,
                              SafeAndLoad*, MyImageButton* top, MyImageButton* bottom)
-    : AudioProcessorEditor(p), processor(p), global(g), settings(s), knobs(k), lampTop(top), lampBottom(bottom)
+    : AudioProcessorEditor(p), processor(p), global(g), settings(s), knobs(k), lampTop(top),
+      lampBottom(bottom)
 {
     for (int i = 0; i < settings->knobCount; ++i)
     {
@@ -64,8 +65,10 @@ void MorvaneEditor::resized()
     const float scale = global->guiSize.load();
     for (int i = 0; i < settings->knobCount; ++i)
     {
-        const auto x = scaled(settings->knobX[(size_t)i], scale), y = scaled(settings->knobY[(size_t)i], scale);
-        const auto w = scaled(settings->knobW[(size_t)i], scale), h = scaled(settings->knobH[(size_t)i], scale);
+        const auto x = scaled(settings->knobX[(size_t)i], scale),
+                   y = scaled(settings->knobY[(size_t)i], scale);
+        const auto w = scaled(settings->knobW[(size_t)i], scale),
+                   h = scaled(settings->knobH[(size_t)i], scale);
         knobs[i]->setBounds(x, y, w, h);
         names[i].setBounds(x - 20, y + h - 4, w + 40, 14);
     }
@@ -79,7 +82,8 @@ void MorvaneEditor::resized()
 juce::String MorvaneEditor::statusText() const
 {
     if (global->connected.load())
-        return "Morvane " + juce::String(global->deviceSerial.get()) + " at " + juce::String(global->deviceIp.get());
+        return "Morvane " + juce::String(global->deviceSerial.get()) + " at " +
+               juce::String(global->deviceIp.get());
     if (global->deviceFinderBusy.load())
         return settings->statusTexts[0];
     return settings->statusTexts[2];

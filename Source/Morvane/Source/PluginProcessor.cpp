@@ -3,6 +3,7 @@
 #include "Broadcast.h"
 #include "Debug.h"
 #include "GlobalData.h"
+#include "KnobDocument.h"
 #include "MasterDeviceChecker.h"
 #include "MyImageButton.h"
 #include "PluginCommunication.h"
@@ -31,7 +32,8 @@ bool isFreeSignedSlot(int index)
 const int MorvaneProcessor::knobToRow[knobTotal] = {2,  0,  10, 3,  8,  1,  11, 12, 14, 17, 15, 18, 19, 16,
                                                     20, 21, 5,  22, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
                                                     -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
-const int MorvaneProcessor::firstStatusRow[18] = {2, 0, 10, 3, 8, 1, 11, 12, 0, 17, 15, 18, 19, 16, 20, 21, 14, 5};
+const int MorvaneProcessor::firstStatusRow[18] = {2,  0,  10, 3,  8,  1,  11, 12, 0,
+                                                  17, 15, 18, 19, 16, 20, 21, 14, 5};
 
 MorvaneProcessor::MorvaneProcessor()
     : AudioProcessor(BusesProperties()
@@ -156,7 +158,8 @@ bool MorvaneProcessor::hasEditor() const
 juce::AudioProcessorEditor* MorvaneProcessor::createEditor()
 {
     CreateTheKnobs();
-    editor = new MorvaneEditor(*this, globalData, settings, broadcast, knobs, tcp, safeAndLoad, lampTop, lampBottom);
+    editor = new MorvaneEditor(*this, globalData, settings, broadcast, knobs, tcp, safeAndLoad, lampTop,
+                               lampBottom);
     editorOpen = true;
     return editor;
 }
@@ -283,31 +286,6 @@ void MorvaneProcessor::getStateInformation(juce::MemoryBlock& destData)
     copyXmlToBinary(root, destData);
 }
 
-namespace
-{
-// The knob a tag names ("Knob<i>", any case), or -1.
-int knobOfTag(const juce::String& tag, int knobCount)
-{
-    for (int i = 0; i < knobCount; ++i)
-        if (tag.equalsIgnoreCase("Knob" + juce::String(i)))
-            return i;
-    return -1;
-}
-
-// The whole text of an element as a float; false for an empty text or one that is no number.
-bool knobText(const juce::XmlElement& element, float& value)
-{
-    const auto text = element.getAllSubText().trim();
-    if (text.isEmpty())
-        return false;
-    float parsed = 0.0f;
-    if (!TextCut::readFloat(text.toStdString(), parsed))
-        return false;
-    value = parsed;
-    return true;
-}
-} // namespace
-
 void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
 {
     if (data == nullptr || sizeInBytes <= 0)
@@ -317,14 +295,7 @@ void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
         return;
     CreateTheKnobs();
 
-    int zeros = 0;
-    for (auto* child : xml->getChildIterator())
-    {
-        float value = 0.0f;
-        if (knobOfTag(child->getTagName(), settings->knobCount) >= 0 && knobText(*child, value) && !(value > 0.0f))
-            ++zeros;
-    }
-    if (globalData->zeroPreset && zeros > 18)
+    if (globalData->zeroPreset && KnobDocument::countEmptyKnobs(*xml, settings->knobCount) > 18)
     {
         restorePending = false;
         return;
@@ -355,9 +326,9 @@ void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
         }
         else
         {
-            const int i = knobOfTag(tag, settings->knobCount);
+            const int i = KnobDocument::knobOfTag(tag, settings->knobCount);
             float value = 0.0f;
-            if (i < 0 || !knobText(*child, value))
+            if (i < 0 || !KnobDocument::knobText(*child, value))
                 continue;
             setParameter(i, value);
             knobs[i]->setValue(value, juce::sendNotificationAsync);

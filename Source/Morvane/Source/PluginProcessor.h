@@ -104,6 +104,8 @@ private:
     // One tick's stages.
     void presetReadingStage();
     void presetSavingStage();
+    // Answers the replace question of a save (ProcPresets.cpp).
+    struct SafeCustomPreset_Callback;
     void takeOverNewAddress();
     void firstStatus();
     void restorePush();

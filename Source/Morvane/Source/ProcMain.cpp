@@ -198,7 +198,8 @@ void MorvaneProcessor::firstStatus()
     computeSlopes();
     const juce::MessageManagerLock lock;
 
-    auto takeOver = [this](int knob, float v) {
+    auto takeOver = [this](int knob, float v)
+    {
         knobs[knob]->setValue(v, juce::sendNotificationAsync);
         const float held = (float)knobs[knob]->getValue();
         globalData->hostValue[knob] = v;
@@ -545,10 +546,12 @@ void MorvaneProcessor::startSendThread(const std::string& url)
     SendThread entry;
     entry.done = std::make_shared<std::atomic<bool>>(false);
     auto done = entry.done;
-    entry.thread = std::thread([this, url, done] {
-        delegatorSend(this, url);
-        done->store(true);
-    });
+    entry.thread = std::thread(
+        [this, url, done]
+        {
+            delegatorSend(this, url);
+            done->store(true);
+        });
     sendThreads.push_back(std::move(entry));
 }
 
@@ -606,14 +609,7 @@ void delegatorFindDevice(void* owner)
         return;
     }
     global->deviceFinderRunning = 1;
-    {
-        DeviceFinder finder(processor->settings, processor->tcp, processor->broadcast, global);
-        finder.findDevice();
-        Debug::DebugLog(0, "Delete the Finder", __FILE__, __LINE__, folder);
-    }
-    global->deviceFinderRunning = 0;
-    global->SetDeviceFinderDone();
-    Debug::DebugLog(0, "Delete the Finder done", __FILE__, __LINE__, folder);
+    runDeviceSearch(processor->settings, processor->tcp, processor->broadcast, global);
     Debug::DebugLog(0, "Find device Thread done", __FILE__, __LINE__, folder);
 }
 
@@ -690,7 +686,8 @@ bool MorvaneProcessor::ReadJson(const std::string& received)
     if (comma == std::string::npos)
         return false;
     float left = 0.0f, right = 0.0f;
-    if (!TextCut::readFloat(gain.substr(0, comma), left) || !TextCut::readFloat(gain.substr(comma + 1), right))
+    if (!TextCut::readFloat(gain.substr(0, comma), left) ||
+        !TextCut::readFloat(gain.substr(comma + 1), right))
         return false;
 
     std::string text = received;

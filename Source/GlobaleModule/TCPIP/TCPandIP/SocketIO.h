@@ -45,7 +45,8 @@ bool setBlocking(int fd, bool blocking);
 
 // Non-blocking connect to address:port within timeoutMs; the socket is blocking again after.
 // ready on success.
-Wait connectWithin(int fd, const std::string& address, int port, int timeoutMs, const std::atomic<bool>* quit);
+Wait connectWithin(int fd, const std::string& address, int port, int timeoutMs,
+                   const std::atomic<bool>* quit);
 
 // Sends all bytes; false when the peer or the time-out stops it.
 bool sendAll(int fd, const std::string& bytes, int timeoutMs, const std::atomic<bool>* quit);

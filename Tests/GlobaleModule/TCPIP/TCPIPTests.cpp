@@ -1,0 +1,176 @@
+// The transport against real listeners on loopback.
+#include "GlobalData.h"
+#include "LocalListener.h"
+#include "SafeAndLoad.h"
+#include "TCPIP.h"
+#include "TestEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+struct Transport
+{
+    Settings settings;
+    GlobalData global{&settings};
+    SafeAndLoad store{&settings, &global};
+    TCPIP tcp{&store, &global, &settings};
+
+    explicit Transport(int port, const std::string& address = "127.0.0.1")
+    {
+        global.isMaster = true;
+        tcp.SetIP(address);
+        tcp.setPort(port);
+    }
+};
+
+// A port on loopback that nobody listens on.
+int closedPort()
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ::bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof(local));
+    socklen_t length = sizeof(local);
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length);
+    ::close(fd);
+    return ntohs(local.sin_port);
+}
+
+double secondsOf(const std::function<void()>& work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+} // namespace
+
+TEST(Transport, SendsExactlyTheRequestBytes)
+{
+    LocalListener listener(LocalListener::Mode::answer, "HTTP/1.1 200 OK\r\n\r\nhello");
+    Transport t(listener.port());
+    ASSERT_EQ(t.tcp.GetSite("/knob?3/50", true), 1);
+    ASSERT_EQ(listener.requests().size(), 1u);
+    EXPECT_EQ(listener.requests()[0],
+              "GET /knob?3/50 HTTP/1.1\r\nHost:127.0.0.1\r\nConnection: close\r\n\r\n");
+    EXPECT_EQ(t.tcp.getReply(), "HTTP/1.1 200 OK\r\n\r\nhello");
+
+    const auto response = t.tcp.Fetch("/info", false);
+    EXPECT_EQ(response.code, 1);
+    EXPECT_EQ(response.text, "HTTP/1.1 200 OK\r\n\r\nhello");
+}
+
+TEST(Transport, EmptyPathOpensNoSocket)
+{
+    LocalListener listener(LocalListener::Mode::answer, "x");
+    Transport t(listener.port());
+    EXPECT_EQ(t.tcp.GetSite("", true), -3);
+    TestEnvironment::pump(50);
+    EXPECT_EQ(listener.accepted(), 0);
+}
+
+TEST(Transport, FailuresGiveTheirCodesAndKeepTheOldReply)
+{
+    LocalListener good(LocalListener::Mode::answer, "first reply");
+    Transport t(good.port());
+    ASSERT_EQ(t.tcp.GetSite("/dinfo", true), 1);
+
+    t.tcp.setPort(closedPort());
+    EXPECT_EQ(t.tcp.GetSite("/dinfo", true), -6);
+    EXPECT_EQ(t.tcp.getReply(), "first reply");
+
+    LocalListener closing(LocalListener::Mode::closeAtOnce);
+    t.tcp.setPort(closing.port());
+    EXPECT_EQ(t.tcp.GetSite("/dinfo", true), -8);
+    EXPECT_EQ(t.tcp.getReply(), "first reply");
+
+    // Reading to the end, a peer that closes at once is an empty success.
+    EXPECT_EQ(t.tcp.GetSite("/info", false), 1);
+    EXPECT_EQ(t.tcp.getReply(), "");
+}
+
+TEST(Transport, SilentPeerIsBoundedInTime)
+{
+    LocalListener silent(LocalListener::Mode::neverAnswer);
+    Transport t(silent.port());
+    int single = 0, whole = 0;
+    const double seconds = secondsOf(
+        [&]
+        {
+            single = t.tcp.GetSite("/info", true);
+            whole = t.tcp.GetSite("/info", false);
+        });
+    EXPECT_EQ(single, -8);
+    EXPECT_EQ(whole, -8);
+    EXPECT_LT(seconds, 2.0 * (TCPIP::responseTimeoutMs / 1000.0) + 2.0);
+}
+
+TEST(Transport, SilentPeerLetsAClosingInstanceGo)
+{
+    LocalListener silent(LocalListener::Mode::neverAnswer);
+    Transport t(silent.port());
+    std::thread quitter(
+        [&]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            t.global.quitRequested = true;
+        });
+    const double seconds = secondsOf([&] { EXPECT_LT(t.tcp.GetSite("/info", true), 0); });
+    quitter.join();
+    EXPECT_LT(seconds, 1.5);
+}
+
+TEST(Transport, SetIpStoresTheAddressUnlessQuitting)
+{
+    TestEnvironment::newHome();
+    Transport t(80, "10.1.2.3");
+    EXPECT_EQ(t.tcp.getIp(), "10.1.2.3");
+    EXPECT_EQ(t.global.takenIps.get(1), "10.1.2.3");
+    const auto file = TestEnvironment::home() + "/.config/Velmora Audio Works/Morvane/1/IP.txt";
+    EXPECT_EQ(TestEnvironment::readFile(file), "10.1.2.3");
+
+    t.global.quitRequested = true;
+    t.tcp.SetIP("10.9.9.9");
+    EXPECT_EQ(t.tcp.getIp(), "10.1.2.3");
+    EXPECT_EQ(TestEnvironment::readFile(file), "10.1.2.3");
+}
+
+TEST(Transport, ConnectionTestAnswersWithinASecond)
+{
+    LocalListener listener(LocalListener::Mode::closeAtOnce);
+    Transport t(listener.port());
+    EXPECT_EQ(t.tcp.CheckSocketConnection(), 1);
+
+    t.tcp.setPort(closedPort());
+    EXPECT_EQ(t.tcp.CheckSocketConnection(), -1);
+}
+
+// An address on a link where nobody answers: the attempt neither succeeds nor fails, and
+// only the one-second bound ends it. The link is a veth pair inside this test's own
+// network namespace, so nothing leaves the machine.
+TEST(Transport, ConnectionTestGivesUpAfterOneSecondOnASilentAddress)
+{
+    if (!TestEnvironment::canConfigureNetwork())
+    {
+        if (TestEnvironment::onCi())
+            FAIL() << "CI runs as root";
+        GTEST_SKIP() << "needs root to make a link";
+    }
+    std::system("ip link add mvsilent0 type veth peer name mvsilent1 2>/dev/null;"
+                " ip addr add 192.0.2.1/24 dev mvsilent0 2>/dev/null; ip link set mvsilent0 up; ip link set "
+                "mvsilent1 up");
+    Transport t(80, "192.0.2.77");
+    int result = 0;
+    const double seconds = secondsOf([&] { result = t.tcp.CheckSocketConnection(); });
+    std::system("ip link del mvsilent0 2>/dev/null");
+    EXPECT_EQ(result, -1);
+    EXPECT_GT(seconds, 0.9);
+    EXPECT_LT(seconds, 1.8);
+}
