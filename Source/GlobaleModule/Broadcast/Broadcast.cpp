@@ -1,12 +1,187 @@
 #include "Broadcast.h"
 
+#include "Debug.h"
 #include "GlobalData.h"
+#include "SocketIO.h"
+#include "TextHelpers.h"
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <ifaddrs.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <vector>
+
+namespace
+{
+constexpr int waitMs = 1000;
+// A device that floods port 4028 must not hold a search for ever.
+constexpr int maxRepliesPerInterface = 256;
+constexpr long long maxMsPerInterface = 10000;
+
+// The IPv4 broadcast address of each interface with an IPv4 address, in the list's order;
+// 0.0.0.0 where the interface names none.
+std::vector<unsigned int> broadcastTargets()
+{
+    std::vector<unsigned int> targets;
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0)
+        return targets;
+    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next)
+    {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET)
+            continue;
+        unsigned int target = 0;
+        const sockaddr* destination = entry->ifa_ifu.ifu_broadaddr;
+        if (destination != nullptr && destination->sa_family == AF_INET)
+            target = reinterpret_cast<const sockaddr_in*>(destination)->sin_addr.s_addr;
+        targets.push_back(target);
+    }
+    ::freeifaddrs(list);
+    return targets;
+}
+
+// A datagram socket with SO_BROADCAST, bound to port 4028 on the wildcard address.
+SocketIO::Socket requestSocket()
+{
+    SocketIO::Socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
+    if (!socket.valid())
+        return socket;
+    const int one = 1;
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = htonl(INADDR_ANY);
+    local.sin_port = htons((uint16_t)Broadcast::requestPort);
+    if (::setsockopt(socket.get(), SOL_SOCKET, SO_BROADCAST, &one, sizeof(one)) != 0 ||
+        ::bind(socket.get(), reinterpret_cast<sockaddr*>(&local), sizeof(local)) != 0)
+        socket.close();
+    return socket;
+}
+
+void sendRequest(int fd, unsigned int broadcastAddress)
+{
+    sockaddr_in target{};
+    target.sin_family = AF_INET;
+    target.sin_addr.s_addr = broadcastAddress;
+    target.sin_port = htons((uint16_t)Broadcast::unitPort);
+    // A failed send shows as silence, which the wait below handles.
+    (void)::sendto(fd, Broadcast::request, std::strlen(Broadcast::request), MSG_NOSIGNAL,
+                   reinterpret_cast<sockaddr*>(&target), sizeof(target));
+}
+} // namespace
 
 Broadcast::Broadcast(GlobalData* g, const std::string& code) : global(g), deviceCode(code) {}
 
+void Broadcast::log(const char* message, int line) const
+{
+    const auto* settings = global != nullptr ? global->settings : nullptr;
+    Debug::DebugLog(1, message, __FILE__, line, settings != nullptr ? settings->productFolder : "Morvane");
+}
+
+bool Broadcast::quitting() const
+{
+    return global->quitRequested.load();
+}
+
+// broadcastRunning stays up from the first caller's start to the last caller's end, also
+// while a second search waits for the first.
+void Broadcast::enterRun()
+{
+    std::lock_guard<std::mutex> lock(stateLock);
+    ++runsUnderWay;
+    global->broadcastRunning = true;
+}
+
+void Broadcast::leaveRun()
+{
+    std::lock_guard<std::mutex> lock(stateLock);
+    if (--runsUnderWay == 0)
+        global->broadcastRunning = false;
+}
+
 void Broadcast::BroadcastToAllInterfaces()
 {
-    global->broadcastRunning = true;
-    count = 0;
-    global->broadcastRunning = false;
+    enterRun();
+    {
+        std::lock_guard<std::mutex> oneSearch(runLock);
+        log("Start Broadcast To All Interfaces", __LINE__);
+        count = 0;
+        for (const unsigned int target : broadcastTargets())
+        {
+            if (quitting())
+                break;
+            searchInterface(target);
+        }
+        log("Ended Broadcast To All Interfaces", __LINE__);
+    }
+    leaveRun();
+}
+
+void Broadcast::searchInterface(unsigned int broadcastAddress)
+{
+    const auto socket = requestSocket();
+    if (!socket.valid())
+        return;
+    sendRequest(socket.get(), broadcastAddress);
+
+    const auto* quit = &global->quitRequested;
+    const long long deadline = SocketIO::nowMs() + maxMsPerInterface;
+    for (int replies = 0; replies < maxRepliesPerInterface && SocketIO::nowMs() < deadline; ++replies)
+    {
+        // Each wait gets its full second anew.
+        if (SocketIO::waitFor(socket.get(), false, waitMs, quit) != SocketIO::Wait::ready)
+            return;
+        char buffer[maxReply];
+        sockaddr_in sender{};
+        socklen_t senderLength = sizeof(sender);
+        const ssize_t n = ::recvfrom(socket.get(), buffer, sizeof(buffer), MSG_DONTWAIT,
+                                     reinterpret_cast<sockaddr*>(&sender), &senderLength);
+        if (n < 0)
+            return;
+        handleReply(buffer, (std::size_t)n, sender.sin_addr.s_addr);
+    }
+}
+
+std::string Broadcast::textBehindKey(const std::string& reply)
+{
+    const auto colon = reply.find(':');
+    if (colon == std::string::npos)
+        return {};
+    const std::string text = TextCut::tail(reply, colon);
+    const auto quote = text.find('"');
+    return quote == std::string::npos ? text : TextCut::tail(text, quote + 1);
+}
+
+std::string Broadcast::nameInReply(const std::string& reply)
+{
+    return TextCut::upTo(textBehindKey(reply), "\"");
+}
+
+void Broadcast::handleReply(const char* data, std::size_t length, unsigned int sourceAddress)
+{
+    // The text ends at the received length, or at a terminator inside it.
+    const std::string reply(data, strnlen(data, length));
+    const std::string text = textBehindKey(reply);
+    if (text.find(deviceCode) == std::string::npos)
+        return;
+    const std::string name = TextCut::upTo(text, "\"");
+
+    const int recorded = count.load();
+    // A unit that answers twice, or on two interfaces, keeps its first address.
+    if (names.indexOf(name, 1, recorded) != 0)
+        return;
+    // The lists hold nine units; a tenth is left out.
+    if (recorded >= maxUnits)
+        return;
+
+    for (int part = 0; part < 4; ++part)
+        addressParts[part] = (int)((ntohl(sourceAddress) >> (8 * part)) & 0xff);
+    const std::string address = SocketIO::dotted(sourceAddress);
+    const int index = recorded + 1;
+    names.set(index, name);
+    lastIp = address;
+    ips.set(index, address);
+    global->alertIps.set(index, address);
+    count = index;
+    global->alertIpCount = index;
 }
