@@ -1,33 +1,617 @@
 #include "PluginCommunication.h"
 
+#include "Debug.h"
 #include "GlobalData.h"
+#include "MasterDeviceChecker.h"
+#include "SafeAndLoad.h"
+#include "TCPIP.h"
 
-#include <mutex>
+#include <algorithm>
+#include <chrono>
 
 namespace
 {
-std::mutex registryLock;
-int pluginCount = 0;
+constexpr const char* logFolder = "PluginCommunication";
+// A worker looks at its condition this often.
+constexpr int lookMs = 5;
+// A slave's posting to the master's slot gives up after this; the slot frees within one
+// device check while the master lives.
+constexpr int postLimitMs = 60000;
+// A reply of the master to a slave whose slot stays occupied is dropped after this.
+constexpr int replyLimitMs = 5000;
+// The offer stays for its slave this long; later requests wait in the master's slot.
+constexpr int offerHoldMs = 3000;
+// The re-request of the user may find deviceFinderBusy still down for a moment.
+constexpr int finderBusyLimitMs = 1000;
+constexpr int lastListIndex = 98;
+
+std::atomic<int> choiceLimitMs{10 * 60 * 1000};
+
+double nowMs()
+{
+    return juce::Time::getMillisecondCounterHiRes();
+}
+
+int clampCount(int count)
+{
+    return std::clamp(count, 0, lastListIndex);
+}
 } // namespace
+
+void InstanceMailbox::clearShared()
+{
+    for (int i = 0; i < slotCount; ++i)
+    {
+        flagMessage[i] = 0;
+        transmitter[i] = 0;
+        slotOwned[i] = false;
+    }
+    allIps.clear();
+    AllIpCount = 0;
+    IPChange.clear();
+    SerialArray.clear();
+    countOfValidIPs = 0;
+    slavesNewIP = "";
+    masterPresent = false;
+    offerTo = 0;
+    offerTime = 0.0;
+    offerRound = 0;
+}
+
+InstanceMailbox& instanceMailbox()
+{
+    static InstanceMailbox mailbox;
+    return mailbox;
+}
+
+void PluginCommunication::setChoiceLimitMs(int ms)
+{
+    choiceLimitMs = std::max(1, ms);
+}
+
+// ---------------------------------------------------------------- construction
 
 PluginCommunication::PluginCommunication(GlobalData* g, Settings* s, SafeAndLoad* store, TCPIP* t)
     : global(g), settings(s), tcp(t), safeAndLoad(store)
 {
-    {
-        std::lock_guard<std::mutex> lock(registryLock);
-        pluginNumber = ++pluginCount;
-    }
-    global->isMaster = pluginNumber == 1;
-    global->slaveIndex = pluginNumber == 1 ? 0 : pluginNumber;
-    global->takenIpCount = pluginNumber;
+    registerInstance();
+    log(0, "Register me as: " + juce::String(pluginNumber), true);
     startTimer(20);
+    global->takenIpCount = pluginNumber;
+    log(35, "Plugin Count ist : " + juce::String(pluginNumber), false);
+
+    if (pluginNumber == 1)
+    {
+        global->isMaster = true;
+        log(35, "Me is master", false);
+        return;
+    }
+
+    global->isMaster = false;
+    global->slaveIndex = pluginNumber;
+    // The slave's folder holds the unit it drove last; the hand-out compares with it.
+    safeAndLoad->LoadFiles();
+    if (slot == 0)
+        goAlone("instance number beyond the mailbox");
+    else if (!instanceMailbox().masterPresent.load())
+        goAlone("no master in this process");
+    else
+        registerThread = std::thread(delegatorSlaveRegister, this);
+}
+
+void PluginCommunication::registerInstance()
+{
+    auto& box = instanceMailbox();
+    std::lock_guard<std::mutex> lock(box.lock);
+    pluginNumber = ++box.pluginCount;
+    if (pluginNumber == 1)
+    {
+        box.clearShared();
+        slot = 1;
+        box.masterPresent = true;
+    }
+    else if (pluginNumber < InstanceMailbox::coordinatedSlots)
+    {
+        // A number handed out twice must not share the slot of the living instance.
+        slot = box.slotOwned[pluginNumber] ? 0 : pluginNumber;
+        for (int candidate = 2; slot == 0 && candidate < InstanceMailbox::coordinatedSlots; ++candidate)
+            if (!box.slotOwned[candidate])
+                slot = candidate;
+    }
+    if (slot > 0)
+    {
+        box.slotOwned[slot] = true;
+        box.flagMessage[slot] = 0;
+        box.transmitter[slot] = 0;
+    }
 }
 
 PluginCommunication::~PluginCommunication()
 {
     stopTimer();
-    std::lock_guard<std::mutex> lock(registryLock);
-    --pluginCount;
+    closing = true;
+    abandonReceive = true;
+    joinThread(registerThread);
+    joinThread(acceptThread);
+    joinThread(receiveThread);
+    unregisterInstance();
 }
 
-void PluginCommunication::timerCallback() {}
+void PluginCommunication::unregisterInstance()
+{
+    auto& box = instanceMailbox();
+    std::lock_guard<std::mutex> lock(box.lock);
+    if (slot > 0)
+    {
+        box.slotOwned[slot] = false;
+        box.flagMessage[slot] = 0;
+        box.transmitter[slot] = 0;
+        if (box.offerTo == slot)
+            box.offerTo = 0;
+    }
+    if (slot == 1)
+        box.masterPresent = false;
+    const bool last = box.pluginCount <= 1;
+    box.pluginCount = std::max(0, box.pluginCount - 1);
+    if (last)
+        box.clearShared();
+}
+
+void PluginCommunication::joinThread(std::thread& thread)
+{
+    if (thread.joinable())
+        thread.join();
+}
+
+bool PluginCommunication::searchesItself() const
+{
+    return global->isMaster.load() || alone.load();
+}
+
+void PluginCommunication::goAlone(const char* why)
+{
+    if (alone.exchange(true))
+        return;
+    log(pluginNumber, juce::String("Work alone, ") + why, true);
+}
+
+void PluginCommunication::log(int level, const juce::String& message, bool ownFolder) const
+{
+    Debug::DebugLog(level, message, __FILE__, __LINE__,
+                    ownFolder ? std::string(logFolder) : settings->productFolder);
+}
+
+// ---------------------------------------------------------------- the tick
+
+void PluginCommunication::timerCallback()
+{
+    if (slot > 0 && !alone.load())
+    {
+        auto& box = instanceMailbox();
+        int message = 0, sender = 0;
+        {
+            std::lock_guard<std::mutex> lock(box.lock);
+            message = box.flagMessage[slot].load();
+            sender = box.transmitter[slot].load();
+        }
+        if (message != 0)
+            handleMessage(message, sender);
+    }
+    mirrorKnownUnits();
+    serveRequests();
+    noticeMasterGone();
+    sendQueued();
+}
+
+void PluginCommunication::handleMessage(int message, int sender)
+{
+    auto& slotFlag = instanceMailbox().flagMessage[slot];
+    switch (message)
+    {
+    case msgRegister:
+        slotFlag = 0;
+        queuePost(sender, msgAccepted);
+        log(pluginNumber, "Accept Register", false);
+        break;
+    case msgAsk:
+    case msgAskAgain:
+        RequestedIp(sender);
+        break;
+    case msgTaken:
+        slotFlag = 0;
+        takeReport(sender, true);
+        break;
+    case msgChanged:
+        slotFlag = 0;
+        takeReport(sender, false);
+        break;
+    case msgAccepted:
+        slotFlag = 0;
+        if (!acceptRunning.exchange(true))
+        {
+            joinThread(acceptThread);
+            acceptThread = std::thread(delegatorAcceptRegister, this);
+        }
+        break;
+    case msgFreeOffer:
+        hasFreeIps = true;
+        slotFlag = 0;
+        takeOffer(true);
+        break;
+    case msgOccupiedOffer:
+        hasFreeIps = false;
+        slotFlag = 0;
+        takeOffer(false);
+        break;
+    case msgReceived:
+        slotFlag = 0;
+        break;
+    default:
+        break;
+    }
+}
+
+void PluginCommunication::takeOffer(bool freeUnits)
+{
+    // A hand-out still waiting for the user gives way to the new one.
+    abandonReceive = true;
+    joinThread(receiveThread);
+    abandonReceive = false;
+
+    auto& box = instanceMailbox();
+    {
+        std::lock_guard<std::mutex> lock(box.lock);
+        offerCount = clampCount(box.countOfValidIPs.load());
+        offer = box.IPChange.copy();
+        offerRound = box.offerRound;
+        if (box.offerTo == slot)
+            box.offerTo = 0;
+    }
+    startReceiveThread(freeUnits);
+}
+
+void PluginCommunication::startReceiveThread(bool freeUnits)
+{
+    hasFreeIps = freeUnits;
+    receiveThread = std::thread(delegatorReceiveIP, this);
+}
+
+void PluginCommunication::takeReport(int sender, bool answer)
+{
+    auto& box = instanceMailbox();
+    std::string ip;
+    {
+        std::lock_guard<std::mutex> lock(box.lock);
+        ip = box.slavesNewIP.get();
+        box.slavesNewIP = "";
+    }
+    global->takenIps.set(sender, ip);
+    global->takenIpCount = sender;
+    if (answer)
+    {
+        queuePost(sender, msgReceived);
+        log(pluginNumber, "IP Selected", false);
+    }
+    else
+    {
+        log(pluginNumber, "Slave changed his ip", false);
+    }
+}
+
+void PluginCommunication::mirrorKnownUnits()
+{
+    auto& box = instanceMailbox();
+    if (global->isMaster.load())
+    {
+        const int count = clampCount(global->knownIpCount.load());
+        for (int i = 1; i <= count; ++i)
+            box.allIps.set(i, global->knownIps.get(i));
+        box.AllIpCount = count;
+        return;
+    }
+    if (alone.load() || !box.masterPresent.load())
+        return;
+    const int count = clampCount(box.AllIpCount.load());
+    for (int i = 1; i <= count; ++i)
+        global->knownIps.set(i, box.allIps.get(i));
+    global->knownIpCount = count;
+}
+
+void PluginCommunication::serveRequests()
+{
+    if (global->isMaster.load())
+    {
+        global->reRequestIp = false;
+        return;
+    }
+    if (global->reRequestIp.exchange(false))
+    {
+        retryPending = false;
+        if (alone.load())
+            log(pluginNumber, "No master to ask for a device", true);
+        else
+            queuePost(1, msgAskAgain);
+    }
+    if (!retryPending.load())
+        return;
+    if (global->connected.load() || alone.load())
+    {
+        retryPending = false;
+        return;
+    }
+    // Nothing was offered: ask again once the master has looked at the network anew.
+    if (MasterDeviceChecker::completedChecks() > offerRound)
+    {
+        retryPending = false;
+        log(pluginNumber, "Ask again for a device", true);
+        queuePost(1, msgAsk);
+    }
+}
+
+void PluginCommunication::noticeMasterGone()
+{
+    if (!global->isMaster.load() && !alone.load() && !instanceMailbox().masterPresent.load())
+        goAlone("the master has gone");
+}
+
+// ---------------------------------------------------------------- the master's hand-out
+
+void PluginCommunication::RequestedIp(int sender)
+{
+    // The lists are rewritten while a check runs: the request waits in the slot.
+    if (!global->deviceCheckIdle.load())
+        return;
+
+    auto& box = instanceMailbox();
+    int answer = msgOccupiedOffer;
+    {
+        std::lock_guard<std::mutex> lock(box.lock);
+        if (box.offerTo != 0 && box.offerTo != sender && box.slotOwned[box.offerTo] &&
+            nowMs() - box.offerTime < offerHoldMs)
+            return; // the last offer is not taken yet
+
+        const int freeCount = clampCount(global->freeIpCount.load());
+        const int foundCount = clampCount(global->foundIpCount.load());
+        answer = freeCount == 0 ? msgOccupiedOffer : msgFreeOffer;
+        const auto& source = freeCount == 0 ? global->foundIps : global->freeIps;
+        const int sourceCount = freeCount == 0 ? foundCount : freeCount;
+
+        box.IPChange.clear();
+        box.SerialArray.clear();
+        int count = 0;
+        for (int i = 1; i <= sourceCount; ++i)
+        {
+            const auto ip = source.get(i);
+            if (ip.empty())
+                continue; // a check that heard nothing leaves an empty entry
+            ++count;
+            box.IPChange.set(count, ip);
+            box.SerialArray.set(count, global->knownNames.get(global->foundIps.indexOf(ip, 1, foundCount)));
+        }
+        box.countOfValidIPs = count;
+        box.offerTo = sender;
+        box.offerTime = nowMs();
+        box.offerRound = MasterDeviceChecker::completedChecks();
+        box.flagMessage[slot] = 0;
+    }
+    queuePost(sender, answer);
+    log(pluginNumber,
+        "IP's zur abgabe bereit, geht an : " + juce::String(sender) +
+            " Message num : " + juce::String(answer),
+        false);
+}
+
+// ---------------------------------------------------------------- postings
+
+PluginCommunication::Post PluginCommunication::tryPost(int to, int message, const std::string* ip)
+{
+    auto& box = instanceMailbox();
+    std::lock_guard<std::mutex> lock(box.lock);
+    if (to <= 0 || to >= InstanceMailbox::coordinatedSlots || !box.slotOwned[to])
+        return Post::gone;
+    if (box.flagMessage[to].load() != 0)
+        return Post::busy;
+    if (ip != nullptr)
+        box.slavesNewIP = *ip;
+    box.transmitter[to] = slot;
+    box.flagMessage[to] = message;
+    return Post::done;
+}
+
+void PluginCommunication::queuePost(int to, int message, const std::string* ip)
+{
+    Posting posting;
+    posting.to = to;
+    posting.message = message;
+    posting.withIp = ip != nullptr;
+    if (ip != nullptr)
+        posting.ip = *ip;
+    posting.deadline = nowMs() + (to == 1 ? postLimitMs : replyLimitMs);
+    outbox.push_back(posting);
+}
+
+// On the message thread: never waits, a busy slot is tried again at the next tick.
+void PluginCommunication::sendQueued()
+{
+    while (!outbox.empty())
+    {
+        const auto& next = outbox.front();
+        const bool toLostMaster = next.to == 1 && alone.load();
+        const Post result =
+            toLostMaster ? Post::gone : tryPost(next.to, next.message, next.withIp ? &next.ip : nullptr);
+        if (result == Post::busy && nowMs() < next.deadline)
+            return;
+        if (result != Post::done)
+            log(pluginNumber,
+                "Message " + juce::String(next.message) + " dropped for " + juce::String(next.to), true);
+        outbox.pop_front();
+    }
+}
+
+void PluginCommunication::ReportChangedIp(const std::string& ip)
+{
+    if (global->isMaster.load() || alone.load())
+        return;
+    queuePost(1, msgChanged, &ip);
+}
+
+bool PluginCommunication::stopping(bool forReceive) const
+{
+    return closing.load() || global->quitRequested.load() || (forReceive && abandonReceive.load());
+}
+
+bool PluginCommunication::waitUntil(const std::function<bool()>& done, int limitMs, bool forReceive)
+{
+    const double end = nowMs() + limitMs;
+    for (;;)
+    {
+        if (done())
+            return true;
+        if (stopping(forReceive) || nowMs() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(lookMs));
+    }
+}
+
+bool PluginCommunication::postFromThread(int message, const std::string* ip, bool forReceive)
+{
+    Post result = Post::busy;
+    waitUntil(
+        [&]
+        {
+            result = tryPost(1, message, ip);
+            return result != Post::busy;
+        },
+        postLimitMs, forReceive);
+    return result == Post::done;
+}
+
+// ---------------------------------------------------------------- thread entries
+
+void delegatorSlaveRegister(void* owner)
+{
+    auto* self = static_cast<PluginCommunication*>(owner);
+    self->log(0, "Slave Register Thread started", false);
+    if (!self->postFromThread(PluginCommunication::msgRegister, nullptr, false) && !self->stopping(false))
+        self->goAlone("the master did not take the registration");
+    self->log(0, "Slave Register Thread ended", false);
+}
+
+void delegatorAcceptRegister(void* owner)
+{
+    auto* self = static_cast<PluginCommunication*>(owner);
+    if (!self->postFromThread(PluginCommunication::msgAsk, nullptr, false) && !self->stopping(false))
+        self->goAlone("the master did not take the request");
+    self->log(0, "Accept Register Thread ended", false);
+    self->acceptRunning = false;
+}
+
+void delegatorReceiveIP(void* owner)
+{
+    auto* self = static_cast<PluginCommunication*>(owner);
+    self->log(0, "Receive Ip Thread started", false);
+    self->receiveIp();
+    self->log(0, "Receive Ip Thread ended", false);
+}
+
+// ---------------------------------------------------------------- the slave's hand-out
+
+int PluginCommunication::indexInOffer(const std::string& ip) const
+{
+    for (int i = 1; i <= offerCount; ++i)
+        if (offer[(size_t)i] == ip)
+            return i;
+    return 0;
+}
+
+void PluginCommunication::takeSingleOffer()
+{
+    const std::string ip = offer[1];
+    global->SetIp(ip);
+    tcp->SetIP(ip);
+    offer = {};
+    global->SetDeviceFinderDone();
+    global->checkMac = true;
+    global->connected = true;
+}
+
+// Hands the offer to the editor's alert and waits for the answer, which leaves the chosen
+// address in deviceIp. False when the instance closes or nobody answers in time.
+bool PluginCommunication::usersChoice(std::atomic<bool>& alertFlag)
+{
+    global->alertIps.clear();
+    for (int i = 1; i <= offerCount; ++i)
+        global->alertIps.set(i, offer[(size_t)i]);
+    global->alertIpCount = offerCount;
+    global->alertOpen = true;
+    alertFlag = true;
+
+    if (!waitUntil([this] { return !global->alertOpen.load(); }, choiceLimitMs.load(), true))
+    {
+        log(pluginNumber, "No choice of a device", true);
+        return false;
+    }
+    const std::string chosen = global->deviceIp.get();
+    if (!chosen.empty())
+        tcp->SetIP(chosen);
+    offer = {};
+    global->SetDeviceFinderDone();
+    return true;
+}
+
+void PluginCommunication::receiveIp()
+{
+    std::string taken;
+    if (hasFreeIps.load())
+    {
+        log(0, "A IP ist free", true);
+        waitUntil([this] { return global->deviceFinderBusy.load(); }, finderBusyLimitMs, true);
+        if (stopping(true))
+            return;
+        safeAndLoad->LoadFiles();
+        const std::string stored = global->deviceIp.get();
+        if (!stored.empty() && indexInOffer(stored) > 0)
+        {
+            log(0, "Ip vorhangen und nu connected", true);
+            taken = stored;
+            tcp->SetIP(stored);
+            global->SetDeviceFinderDone();
+            global->checkMac = true;
+            global->repaintRequest = true;
+            global->connected = true;
+        }
+        else if (offerCount == 1)
+        {
+            taken = offer[1];
+            takeSingleOffer();
+        }
+        else if (offerCount >= 2)
+        {
+            if (!usersChoice(global->alertMoreThenOne))
+                return;
+            taken = global->deviceIp.get();
+        }
+    }
+    else if (offerCount >= 2)
+    {
+        if (!usersChoice(global->alertAllOccupied))
+            return;
+        taken = global->deviceIp.get();
+        global->checkMac = true;
+        global->connected = true;
+    }
+    else if (offerCount == 1)
+    {
+        taken = offer[1];
+        takeSingleOffer();
+    }
+
+    // Nothing offered yet (the master had not looked at the network): ask again after its
+    // next check, so that instances started together all come to their units.
+    if (offerCount == 0)
+        retryPending = true;
+
+    if (stopping(true))
+        return;
+    postFromThread(msgTaken, &taken, true);
+}

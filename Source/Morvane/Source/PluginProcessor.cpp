@@ -11,6 +11,7 @@
 #include "SafeAndLoad.h"
 #include "TCPIP.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -26,6 +27,15 @@ template <typename Condition> void spinWhile(Condition condition, int limitMs)
 bool isFreeSignedSlot(int index)
 {
     return index == 8 || index == 9 || index == 16 || index == 19 || index == 35;
+}
+
+// The framework's XML reader descends once per nested element, so a block of nothing but
+// opening tags would run the host out of stack. A real state has a few dozen elements.
+bool fewEnoughElements(const void* data, int sizeInBytes)
+{
+    constexpr long elementLimit = 4096;
+    const auto* bytes = static_cast<const char*>(data);
+    return std::count(bytes, bytes + sizeInBytes, '<') <= elementLimit;
 }
 } // namespace
 
@@ -288,7 +298,7 @@ void MorvaneProcessor::getStateInformation(juce::MemoryBlock& destData)
 
 void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
 {
-    if (data == nullptr || sizeInBytes <= 0)
+    if (data == nullptr || sizeInBytes <= 0 || !fewEnoughElements(data, sizeInBytes))
         return;
     const auto xml = getXmlFromBinary(data, sizeInBytes);
     if (xml == nullptr)

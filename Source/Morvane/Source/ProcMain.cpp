@@ -8,6 +8,7 @@
 #include "GlobalData.h"
 #include "MasterDeviceChecker.h"
 #include "MyImageButton.h"
+#include "PluginCommunication.h"
 #include "SafeAndLoad.h"
 #include "SocketIO.h"
 #include "TCPIP.h"
@@ -95,7 +96,8 @@ void MorvaneProcessor::timerCallback()
 
     if (!statusReceived.load())
     {
-        if (!globalData->connected.load() && globalData->isMaster.load() && !finderStarted)
+        // The master searches, and so does an instance that no master serves.
+        if (!globalData->connected.load() && pluginCommunication->searchesItself() && !finderStarted)
         {
             finderStarted = true;
             globalData->deviceFinderRunning = 1;
