@@ -1,0 +1,33 @@
+#include "PresetDatabase.h"
+
+bool PresetDatabase::setFile(bool isFolder, const std::string& name, const std::string& path, int32_t level)
+{
+    if (rowCount < 0 || rowCount >= rowLimit)
+        return false;
+    auto& row = rows[rowCount];
+    row.isFolder = isFolder;
+    row.name = name;
+    row.path = path;
+    row.level = level;
+    row.id = rowCount;
+    ++rowCount;
+    return true;
+}
+
+void PresetDatabase::clearRows()
+{
+    for (auto& row : rows)
+    {
+        row.isFolder = false;
+        row.name.clear();
+        row.path.clear();
+    }
+    rowCount = 0;
+}
+
+uint8_t* PresetDatabase::editMark(int level, int row)
+{
+    if (level < 0 || level >= levelLimit || row < 0 || row >= levelLimit)
+        return nullptr;
+    return &editMarks[level * levelLimit + row];
+}

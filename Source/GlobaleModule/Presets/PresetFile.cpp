@@ -1,0 +1,107 @@
+#include "PresetFile.h"
+
+#include "SettingsPaths.h"
+#include "TextHelpers.h"
+
+#include <fstream>
+
+namespace PresetFile
+{
+namespace
+{
+juce::XmlElement::TextFormat presetFormat()
+{
+    juce::XmlElement::TextFormat format;
+    format.dtd = {};
+    format.customEncoding = "UTF-8";
+    return format;
+}
+
+juce::File fileOf(const std::string& path)
+{
+    return juce::File(juce::String::fromUTF8(path.c_str()));
+}
+
+// A "<" that opens an element which holds others: not a closing tag, a declaration, a
+// comment or an element closed in itself ("<Knob3/>").
+bool opensElement(const std::string& text, std::size_t at)
+{
+    const auto next = TextCut::cut(text, at + 1, 1);
+    if (next.empty() || next == "/" || next == "?" || next == "!")
+        return false;
+    const auto end = TextCut::find(text, ">", at);
+    return end != TextCut::npos && TextCut::cut(text, end - 1, 1) != "/";
+}
+} // namespace
+
+std::string savePathFor(const std::string& folder, const std::string& name)
+{
+    const auto path = folder + "//" + name;
+    return name.find(".fxb") != std::string::npos ? path : path + ".fxb";
+}
+
+std::string toText(const juce::XmlElement& document)
+{
+    juce::MemoryOutputStream out;
+    document.writeTo(out, presetFormat());
+    return std::string(static_cast<const char*>(out.getData()), out.getDataSize());
+}
+
+bool existsAsFile(const std::string& path)
+{
+    return SettingsPaths::isFile(path);
+}
+
+bool write(const juce::XmlElement& document, const std::string& path)
+{
+    if (path.empty() || SettingsPaths::isDirectory(path))
+        return false;
+    return document.writeTo(fileOf(path), presetFormat());
+}
+
+std::string readText(const std::string& path)
+{
+    // Only regular files: a pipe or a device named like a preset would block the read.
+    if (!existsAsFile(path))
+        return {};
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return {};
+    std::string data(maxBytes + 1, '\0');
+    in.read(&data[0], (std::streamsize)data.size());
+    const auto got = (std::size_t)in.gcount();
+    if (got > maxBytes)
+        return {};
+    data.resize(got);
+    return TextCut::upTo(data, std::string(1, '\0'));
+}
+
+std::string fromRootTag(const std::string& text)
+{
+    if (text.size() < 2)
+        return {};
+    const auto at = TextCut::find(text, "<Root>", 1);
+    return at == TextCut::npos ? std::string() : TextCut::tail(text, at);
+}
+
+bool nestsDeeperThan(const std::string& text, int limit)
+{
+    int depth = 0;
+    for (auto at = TextCut::find(text, "<"); at != TextCut::npos; at = TextCut::find(text, "<", at + 1))
+    {
+        if (TextCut::cut(text, at + 1, 1) == "/")
+            --depth;
+        else if (opensElement(text, at) && ++depth > limit)
+            return true;
+    }
+    return false;
+}
+
+std::unique_ptr<juce::XmlElement> read(const std::string& path)
+{
+    const auto text = fromRootTag(readText(path));
+    if (text.empty() || nestsDeeperThan(text, maxDepth))
+        return nullptr;
+    return juce::XmlDocument::parse(juce::String::fromUTF8(text.data(), (int)text.size()));
+}
+} // namespace PresetFile

@@ -1,0 +1,125 @@
+#include "PresetListing.h"
+
+#include "PresetRoot.h"
+#include "Settings.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+namespace
+{
+// Closes the directory on every way out.
+struct Directory
+{
+    explicit Directory(const std::string& path) : handle(::opendir(path.c_str())) {}
+    ~Directory()
+    {
+        if (handle != nullptr)
+            ::closedir(handle);
+    }
+    Directory(const Directory&) = delete;
+    Directory& operator=(const Directory&) = delete;
+
+    DIR* handle;
+};
+
+bool isDotOrDotDot(const std::string& name)
+{
+    return name == "." || name == "..";
+}
+
+// Symbolic links are not of directory type, whatever they point at.
+bool isFolderEntry(const dirent& entry, const std::string& folder)
+{
+    if (entry.d_type != DT_UNKNOWN)
+        return entry.d_type == DT_DIR;
+    struct stat info
+    {
+    };
+    const std::string full = folder + "/" + entry.d_name;
+    return ::lstat(full.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool isPresetName(const std::string& name)
+{
+    return !name.empty() && name[0] != '.' && name.find(".fxb") != std::string::npos;
+}
+
+std::string lastPiece(const std::string& path)
+{
+    const auto slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+} // namespace
+
+PresetListing::PresetListing(const Settings* settings)
+{
+    rootPath = PresetRoot::make(settings != nullptr ? settings->productFolder : std::string("Morvane"));
+    getFoldersAndFiles(rootPath, -1);
+}
+
+void PresetListing::getFoldersAndFiles(const std::string& path, int level)
+{
+    const int listed = level + 1;
+    if (listed < 0 || listed >= levelCount)
+        return;
+    database->currentFolder = path;
+    clearLevel(listed, path);
+
+    const int folders = listFolders(path, listed);
+    const int files = folders < 0 ? 0 : listPresetFiles(path, listed);
+    // An empty or unreadable folder still tells its level through the first row.
+    if (folders <= 0 && files <= 0)
+        database->setFile(false, {}, {}, listed);
+}
+
+void PresetListing::clearLevel(int level, const std::string& path)
+{
+    folderNames[level] = juce::String::fromUTF8(lastPiece(path).c_str());
+    database->clearRows();
+    names[level].clear();
+    flags[level].clear();
+    paths[level].clear();
+}
+
+void PresetListing::addEntry(int level, bool isFolder, const std::string& name, const std::string& path)
+{
+    database->setFile(isFolder, name, path, level);
+    names[level].add(juce::String::fromUTF8(name.c_str()));
+    paths[level].add(juce::String::fromUTF8(path.c_str()));
+    flags[level].add(isFolder ? "true" : "false");
+}
+
+int PresetListing::listFolders(const std::string& path, int level)
+{
+    Directory directory(path);
+    if (directory.handle == nullptr)
+        return -1;
+    int taken = 0;
+    while (const dirent* entry = ::readdir(directory.handle))
+    {
+        const std::string name = entry->d_name;
+        if (isDotOrDotDot(name) || !isFolderEntry(*entry, path))
+            continue;
+        addEntry(level, true, name, path + "/" + name);
+        ++taken;
+    }
+    return taken;
+}
+
+int PresetListing::listPresetFiles(const std::string& path, int level)
+{
+    Directory directory(path);
+    if (directory.handle == nullptr)
+        return -1;
+    int taken = 0;
+    while (const dirent* entry = ::readdir(directory.handle))
+    {
+        const std::string name = entry->d_name;
+        if (!isPresetName(name))
+            continue;
+        addEntry(level, false, name, path + "/" + name);
+        ++taken;
+    }
+    return taken;
+}

@@ -1,0 +1,133 @@
+// The preset file on its own: the bytes written, the save path, and what the reader refuses.
+#include "KnobDocument.h"
+#include "PresetFile.h"
+#include "PresetTestSupport.h"
+#include "TestEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using PresetTest::freshFolder;
+using PresetTest::makeFile;
+
+TEST(PresetFileFormat, WrittenBytesAreDeclarationBlankLineAndCrLfIndentedKnobs)
+{
+    const auto path = freshFolder() + "/bytes.fxb";
+    const auto document = KnobDocument::make({7.0f, 0.5f, 0.72f, 1e-05f, 11.25f, 0.0f});
+    ASSERT_TRUE(PresetFile::write(*document, path));
+    EXPECT_EQ(TestEnvironment::readFile(path), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
+                                               "\r\n"
+                                               "<Root>\r\n"
+                                               "  <Knob0>7</Knob0>\r\n"
+                                               "  <Knob1>0.5</Knob1>\r\n"
+                                               "  <Knob2>0.72</Knob2>\r\n"
+                                               "  <Knob3>1e-05</Knob3>\r\n"
+                                               "  <Knob4>11.25</Knob4>\r\n"
+                                               "  <Knob5>0</Knob5>\r\n"
+                                               "</Root>\r\n");
+    EXPECT_EQ(PresetFile::toText(*document), TestEnvironment::readFile(path));
+}
+
+TEST(PresetFileFormat, ReplacingAFileLeavesNoTemporaryBehind)
+{
+    const auto folder = freshFolder();
+    const auto path = folder + "/again.fxb";
+    makeFile(path, "old content");
+    ASSERT_TRUE(PresetFile::write(*KnobDocument::make({0.25f}), path));
+    EXPECT_EQ(TestEnvironment::readFile(path), PresetTest::presetText({"0.25"}));
+    EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"again.fxb"});
+}
+
+TEST(PresetFileFormat, NoFileInAMissingFolderOrOverAFolder)
+{
+    const auto folder = freshFolder();
+    EXPECT_FALSE(PresetFile::write(*KnobDocument::make({0.5f}), folder + "/missing/x.fxb"));
+    PresetTest::makeFolder(folder + "/taken.fxb");
+    EXPECT_FALSE(PresetFile::write(*KnobDocument::make({0.5f}), folder + "/taken.fxb"));
+    EXPECT_FALSE(PresetFile::existsAsFile(folder + "/taken.fxb"));
+    EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"taken.fxb"});
+}
+
+TEST(PresetSavePath, TheExtensionIsAddedOnlyWhenTheNameHoldsNone)
+{
+    EXPECT_EQ(PresetFile::savePathFor("/p", "Presetname"), "/p//Presetname.fxb");
+    EXPECT_EQ(PresetFile::savePathFor("/p", "mix.fxb"), "/p//mix.fxb");
+    EXPECT_EQ(PresetFile::savePathFor("/p", "mix.fxb.v2"), "/p//mix.fxb.v2");
+    EXPECT_EQ(PresetFile::savePathFor("/p", "MIX.FXB"), "/p//MIX.FXB.fxb");
+    EXPECT_EQ(PresetFile::savePathFor("/p", ""), "/p//.fxb");
+    EXPECT_EQ(PresetFile::savePathFor("/p", "sub/name"), "/p//sub/name.fxb");
+}
+
+TEST(PresetReader, ParsingStartsAtTheFirstRootTagBehindTheFirstByte)
+{
+    EXPECT_EQ(PresetFile::fromRootTag("<Root></Root>"), "");
+    EXPECT_EQ(PresetFile::fromRootTag("x<Root></Root>"), "<Root></Root>");
+    EXPECT_EQ(PresetFile::fromRootTag("<Root><Root></Root>"), "<Root></Root>");
+    EXPECT_EQ(PresetFile::fromRootTag("<?xml?><Root a=\"1\"></Root>"), "");
+    EXPECT_EQ(PresetFile::fromRootTag("<"), "");
+    EXPECT_EQ(PresetFile::fromRootTag("ab<Root"), "");
+}
+
+TEST(PresetReader, TheTextEndsAtTheFirstZeroByte)
+{
+    const auto path = freshFolder() + "/zero.fxb";
+    makeFile(path, std::string("x<Root><Knob0>0.5</Knob0></Root>\0<Knob1>1</Knob1>", 50));
+    EXPECT_EQ(PresetFile::readText(path), "x<Root><Knob0>0.5</Knob0></Root>");
+    const auto document = PresetFile::read(path);
+    ASSERT_NE(document, nullptr);
+    EXPECT_EQ(document->getNumChildElements(), 1);
+}
+
+TEST(PresetReader, FilesThatHoldNoPresetGiveNothing)
+{
+    const auto folder = freshFolder();
+    std::mt19937 random(7);
+    std::string noise(4096, '\0');
+    for (auto& c : noise)
+        c = (char)(random() & 0xff);
+    noise[100] = '<';
+    const std::string truncated = PresetTest::presetText({"0.5", "0.6", "0.7"}).substr(0, 70);
+
+    const std::pair<const char*, std::string> cases[] = {
+        {"empty.fxb", ""},
+        {"one.fxb", "<"},
+        {"noise.fxb", noise},
+        {"truncated.fxb", truncated},
+        {"noroot.fxb", "<?xml version=\"1.0\"?>\r\n<root><Knob0>1</Knob0></root>"},
+        {"attributes.fxb", "<?xml version=\"1.0\"?>\r\n<Root x=\"1\"><Knob0>1</Knob0></Root>"},
+        {"unclosed.fxb", "x<Root><Knob0>0.5</Knob0>"},
+    };
+    for (const auto& [name, content] : cases)
+    {
+        makeFile(folder + "/" + name, content);
+        EXPECT_EQ(PresetFile::read(folder + "/" + name), nullptr) << name;
+    }
+    EXPECT_EQ(PresetFile::read(folder + "/missing.fxb"), nullptr);
+    EXPECT_EQ(PresetFile::read(folder), nullptr);
+}
+
+TEST(PresetReader, DeepNestingAndOversizedFilesAreRefusedBeforeParsing)
+{
+    const auto folder = freshFolder();
+    std::string deep = "x<Root>";
+    for (int i = 0; i < 100000; ++i)
+        deep += "<a>";
+    makeFile(folder + "/deep.fxb", deep);
+    EXPECT_TRUE(PresetFile::nestsDeeperThan(deep, PresetFile::maxDepth));
+    EXPECT_EQ(PresetFile::read(folder + "/deep.fxb"), nullptr);
+
+    // Many elements side by side, closed or closed in themselves, are no nesting.
+    std::string wide = "x<Root>";
+    for (int i = 0; i < 200; ++i)
+        wide += "<Knob3/><Knob4>0.5</Knob4>";
+    wide += "</Root>";
+    EXPECT_FALSE(PresetFile::nestsDeeperThan(wide, PresetFile::maxDepth));
+    makeFile(folder + "/wide.fxb", wide);
+    EXPECT_NE(PresetFile::read(folder + "/wide.fxb"), nullptr);
+
+    std::string large = PresetTest::presetText({"0.5"});
+    large += std::string(PresetFile::maxBytes, ' ');
+    makeFile(folder + "/large.fxb", large);
+    EXPECT_EQ(PresetFile::read(folder + "/large.fxb"), nullptr);
+}
