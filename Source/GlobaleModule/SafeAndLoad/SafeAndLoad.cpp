@@ -75,14 +75,18 @@ std::array<std::string, 5> SafeAndLoad::positionalValues(const std::string& text
 
 namespace
 {
-// A number as the whole value, or nothing: a junk value keeps the default.
-bool readNumber(const std::string& text, double& out)
+// The ranges the preferences can set; a value outside, missing or no number at all keeps
+// the default, so a damaged file can't blow the window up or turn the knob steps negative.
+constexpr double largestSize = 5.0;
+constexpr double largestResolution = 1000.0;
+
+bool readNumberWithin(const std::string& text, double lowest, double highest, double& out)
 {
     if (text.empty())
         return false;
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
-    if (end == text.c_str() || !std::isfinite(value))
+    if (end == text.c_str() || !std::isfinite(value) || value < lowest || value > highest)
         return false;
     out = value;
     return true;
@@ -105,10 +109,10 @@ void SafeAndLoad::ReadGuiSettings()
 
     const auto values = positionalValues(text);
     double number = 0.0;
-    if (readNumber(values[0], number))
+    if (readNumberWithin(values[0], 0.0, largestSize, number))
         global->guiSize = (float)number;
     global->safeGuiSettings();
-    if (readNumber(values[1], number) && number > -2147483648.0 && number < 2147483648.0)
+    if (readNumberWithin(values[1], 0.0, largestResolution, number))
         global->knobResolution = (float)(int)number;
     global->safeGuiSettings();
     global->deviceSerial = values[2];

@@ -1,0 +1,101 @@
+// How the finder judges a unit by its "/dinfo" page, against a loopback web server.
+#include "DeviceFinder.h"
+#include "LocalListener.h"
+#include "StudioUnits.h"
+
+namespace
+{
+// A page of exactly length bytes that begins with text.
+std::string pageOf(const std::string& text, std::size_t length)
+{
+    std::string page = text;
+    page.resize(length, 'x');
+    return page;
+}
+
+const std::string dinfoHead = "HTTP/1.1 200 OK\r\n\r\n{SNR: \"MORVAN0042\", dname: \"MORVAN Studio A\", ";
+
+class FinderPages : public ::testing::Test
+{
+protected:
+    void SetUp() override { TestEnvironment::newHome(); }
+
+    int judge(const std::string& page, int index = 1)
+    {
+        LocalListener listener(LocalListener::Mode::answer, page);
+        computer.tcp.setPort(listener.port());
+        computer.tcp.SetIP("127.0.0.1");
+        return finder.CheckRightDevice(index);
+    }
+
+    Computer computer;
+    DeviceFinder finder{&computer.settings, &computer.tcp, &computer.broadcast, &computer.global};
+};
+} // namespace
+
+TEST_F(FinderPages, WithoutAStoredSerialThePageMustNameTheProductAndBeLongEnough)
+{
+    EXPECT_EQ(judge(pageOf(dinfoHead, 199)), -1);
+    EXPECT_EQ(judge(pageOf(dinfoHead, 200)), 1);
+    EXPECT_EQ(judge(pageOf("HTTP/1.1 200 OK\r\n\r\n{SNR: \"VLMEQ00007\", dname: \"EQ-2\"", 300)), -1);
+    EXPECT_NE(computer.log().find("101:::Error in CheckRightDevice, length is 199 returned = "),
+              std::string::npos);
+}
+
+TEST_F(FinderPages, ErrorPagesCountOnlyBehindTheFirstByte)
+{
+    EXPECT_EQ(judge(pageOf("Error 404 " + dinfoHead, 300)), 1);
+    EXPECT_EQ(judge(pageOf(dinfoHead + "Error 404", 300)), -1);
+    EXPECT_NE(computer.log().find("101:::Error in CheckRightDevice, find 404:::"), std::string::npos);
+}
+
+TEST_F(FinderPages, AStoredSerialNarrowsTheChoice)
+{
+    computer.global.deviceSerial = "MORVAN0042";
+    EXPECT_EQ(judge(pageOf(dinfoHead, 300)), 1);
+
+    computer.global.deviceSerial = "VLMEQ00007";
+    EXPECT_EQ(judge(pageOf("HTTP/1.1 200 OK\r\n\r\n{SNR: \"VLMEQ00007\", dname: \"EQ-2\"", 300)), -9);
+
+    computer.global.deviceSerial = "MORVAN0001";
+    EXPECT_EQ(judge(pageOf(dinfoHead, 300), 3), 2);
+    EXPECT_EQ(computer.global.wrongSerialNames.get(2), "MORVAN Studio A")
+        << "stored at the candidate's index - 1";
+}
+
+TEST_F(FinderPages, NoConnectionIsMinusTwo)
+{
+    int closedPort = 0;
+    {
+        LocalListener gone(LocalListener::Mode::answer, "");
+        closedPort = gone.port();
+    }
+    computer.tcp.setPort(closedPort);
+    computer.tcp.SetIP("127.0.0.1");
+    EXPECT_EQ(finder.CheckRightDevice(1), -2);
+}
+
+TEST_F(FinderPages, TheNameIsCutByLengthAndQuote)
+{
+    EXPECT_EQ(finder.GetDName(dinfoHead), "MORVAN Studio A");
+    EXPECT_EQ(finder.GetDName("{dname: \"" + std::string(40, 'n') + "\""), std::string(30, 'n'));
+    EXPECT_EQ(finder.GetDName("0123456789abc\"def"), "789abc") << "no key: from the eighth byte";
+    EXPECT_EQ(finder.GetDName("short"), "");
+}
+
+TEST_F(FinderPages, AClosingInstanceGetsExitInsteadOfAName)
+{
+    computer.global.quitRequested = true;
+    EXPECT_EQ(finder.GetDName(dinfoHead), "Exit");
+    EXPECT_NE(computer.log().find("0:::DeviceFinderForceQuit2:::DeviceFinder.cpp:::"), std::string::npos);
+}
+
+TEST_F(FinderPages, SerialAndPortComeFromTheUnitsPages)
+{
+    const std::string page = pageOf(dinfoHead + "\"port\": 7005, ", 300);
+    LocalListener listener(LocalListener::Mode::answer, page);
+    computer.tcp.setPort(listener.port());
+    computer.tcp.SetIP("127.0.0.1");
+    EXPECT_EQ(finder.GetSerialFromDevice(), "MORVAN0042");
+    EXPECT_EQ(finder.GetDevicePort(), 7005);
+}
