@@ -149,12 +149,15 @@ int fetch(const std::string& address, std::string& reply, const std::function<bo
     const bool connected = stream.connect(nullptr);
     if (watchdog.fired())
         return stopped;
-    if (!connected)
+    // connect also comes back true when curl gave up (time-out, reset): the error says so.
+    if (!connected || stream.isError())
         return noStream;
     if (isHttpError(stream.getStatusCode()))
         return errorStatus;
     readBody(stream, watchdog, reply);
-    return watchdog.fired() ? stopped : received;
+    if (watchdog.fired())
+        return stopped;
+    return stream.isError() ? noStream : received;
 }
 
 bool reportsError(const std::string& reply)

@@ -1,0 +1,171 @@
+// The parts that the daily and the manual check share: address, reply cutting, and the
+// request's bounds against real loopback servers.
+#include "LocalListener.h"
+#include "TrickleServer.h"
+#include "UpdateHost.h"
+#include "UpdateServer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+
+namespace
+{
+std::string httpAnswer(const std::string& body, const std::string& status = "200 OK")
+{
+    return "HTTP/1.1 " + status +
+           "\r\nContent-Type: text/plain\r\nContent-Length: " + std::to_string(body.size()) +
+           "\r\nConnection: close\r\n\r\n" + body;
+}
+
+std::string loopback(int port)
+{
+    return "http://127.0.0.1:" + std::to_string(port);
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+} // namespace
+
+TEST(UpdateAddress, IdentityIsTheSerialBehindItsModelCode)
+{
+    EXPECT_EQ(UpdateServer::identityText("MRV4567"), "4567");
+    EXPECT_EQ(UpdateServer::identityText("MRV"), "");
+    EXPECT_EQ(UpdateServer::identityText("MR"), "");
+    EXPECT_EQ(UpdateServer::identityText("MRV12345678901234567890AB"), "12345678901234567890");
+    // A unit's serial can't reshape the path.
+    EXPECT_EQ(UpdateServer::identityText("MRV1/../x?y"), "1%2F..%2Fx%3Fy");
+
+    EXPECT_EQ(UpdateServer::checkPath("MRV4567", "2_3_10"),
+              std::string("/Plugin/") + UpdateServer::platformWord() + "/4567/2_3_10");
+#if defined(__linux__)
+    EXPECT_STREQ(UpdateServer::platformWord(), "Linux");
+#endif
+    EXPECT_EQ(UpdateServer::productBase(), std::string("https://") + UpdateHost::name);
+}
+
+TEST(UpdateReply, ThreeFieldsAreCut)
+{
+    UpdateServer::Offer offer;
+    ASSERT_TRUE(
+        UpdateServer::cutReply(R"({"version":"2_3_11","update":true,"link":"/dl/Morvane.pkg"})", offer));
+    EXPECT_TRUE(offer.available);
+    EXPECT_EQ(offer.link, "/dl/Morvane.pkg");
+
+    ASSERT_TRUE(UpdateServer::cutReply(R"({"version":"2_3_10","update":false,"link":""})", offer));
+    EXPECT_FALSE(offer.available);
+    EXPECT_EQ(offer.link, "");
+
+    // The first field is never read, even when it says "true".
+    ASSERT_TRUE(UpdateServer::cutReply(R"({"true":"x","update":no,"link":"/a"})", offer));
+    EXPECT_FALSE(offer.available);
+
+    // A link without its closing quote is empty, never a read past the end.
+    ASSERT_TRUE(UpdateServer::cutReply(R"(a,b:true,c:")", offer));
+    EXPECT_TRUE(offer.available);
+    EXPECT_EQ(offer.link, "");
+}
+
+TEST(UpdateReply, MissingSeparatorsEndTheReading)
+{
+    UpdateServer::Offer offer;
+    EXPECT_FALSE(UpdateServer::cutReply("", offer));
+    EXPECT_FALSE(UpdateServer::cutReply("update:true link:/x", offer));         // no comma
+    EXPECT_FALSE(UpdateServer::cutReply("version,update true", offer));         // no ':' behind it
+    EXPECT_FALSE(UpdateServer::cutReply("version,update:true", offer));         // no second comma
+    EXPECT_FALSE(UpdateServer::cutReply("version,update:true,link /x", offer)); // no ':' in the link
+    EXPECT_FALSE(offer.available);
+}
+
+TEST(UpdateReply, ErrorsAndLinks)
+{
+    EXPECT_TRUE(UpdateServer::reportsError(R"({"v":"1","update":true,"link":"/dl/x404.pkg"})"));
+    EXPECT_TRUE(UpdateServer::reportsError("404 Not Found"));
+    EXPECT_FALSE(UpdateServer::reportsError(R"({"v":"2_3_11","update":true,"link":"/dl/x.pkg"})"));
+
+    EXPECT_TRUE(UpdateServer::isServerPath("/dl/Morvane_2_3_11.pkg?x=1"));
+    EXPECT_FALSE(UpdateServer::isServerPath(""));
+    EXPECT_FALSE(UpdateServer::isServerPath("@evil.example/x")); // would change the host
+    EXPECT_FALSE(UpdateServer::isServerPath(".evil.example/x"));
+    EXPECT_FALSE(UpdateServer::isServerPath("/a b"));
+    EXPECT_FALSE(UpdateServer::isServerPath("/a\"b"));
+    EXPECT_FALSE(UpdateServer::isServerPath("/a\nb"));
+}
+
+TEST(UpdateRequest, ReadsTheBodyAndRefusesHttpErrors)
+{
+    const std::string body = R"({"v":"2_3_11","update":true,"link":"/dl/x.pkg"})";
+    {
+        LocalListener server(LocalListener::Mode::answer, httpAnswer(body));
+        std::string reply;
+        EXPECT_EQ(UpdateServer::fetch(loopback(server.port()) + "/Plugin/Linux/1/2", reply),
+                  UpdateServer::received);
+        EXPECT_EQ(reply, body);
+        ASSERT_EQ(server.requests().size(), 1u);
+        EXPECT_EQ(server.requests()[0].rfind("GET /Plugin/Linux/1/2 HTTP/1.1\r\n", 0), 0u);
+    }
+    {
+        LocalListener server(LocalListener::Mode::answer, httpAnswer(body, "500 Internal Server Error"));
+        std::string reply;
+        EXPECT_EQ(UpdateServer::fetch(loopback(server.port()) + "/x", reply), UpdateServer::errorStatus);
+    }
+    {
+        LocalListener server(LocalListener::Mode::closeAtOnce);
+        std::string reply;
+        EXPECT_EQ(UpdateServer::fetch(loopback(server.port()) + "/x", reply), UpdateServer::noStream);
+    }
+}
+
+TEST(UpdateRequest, SilentServerEndsWithinTheTimeOut)
+{
+    LocalListener server(LocalListener::Mode::neverAnswer);
+    std::string reply;
+    const auto start = std::chrono::steady_clock::now();
+    const int result = UpdateServer::fetch(loopback(server.port()) + "/x", reply);
+    const double seconds = secondsSince(start);
+    std::printf("silent update server: request ended after %.2f s (time-out %d ms)\n", seconds,
+                UpdateServer::requestTimeoutMs);
+    EXPECT_NE(result, UpdateServer::received);
+    EXPECT_LT(seconds, UpdateServer::hardLimitMs / 1000.0 + 1.0);
+    EXPECT_EQ(server.requests().size(), 1u);
+}
+
+TEST(UpdateRequest, TricklingServerIsCancelledAtTheHardLimit)
+{
+    TrickleServer server;
+    std::string reply;
+    const auto start = std::chrono::steady_clock::now();
+    const int result = UpdateServer::fetch(loopback(server.port()) + "/x", reply, {}, 2000, 1500);
+    const double seconds = secondsSince(start);
+    std::printf("trickling update server: cancelled after %.2f s, %d bytes received\n", seconds,
+                server.bytesSent());
+    EXPECT_EQ(result, UpdateServer::stopped);
+    EXPECT_GT(server.bytesSent(), 100); // it really kept curl busy
+    EXPECT_LT(seconds, 4.0);
+}
+
+TEST(UpdateRequest, StopRequestCutsTheWaitShort)
+{
+    LocalListener server(LocalListener::Mode::neverAnswer);
+    std::atomic<bool> stop{false};
+    std::string reply;
+    const auto start = std::chrono::steady_clock::now();
+    std::thread closer(
+        [&stop]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            stop = true;
+        });
+    const int result =
+        UpdateServer::fetch(loopback(server.port()) + "/x", reply, [&stop] { return stop.load(); });
+    closer.join();
+    const double seconds = secondsSince(start);
+    std::printf("stopped update request: ended %.2f s after the start, 0.3 s of it before the stop\n",
+                seconds);
+    EXPECT_EQ(result, UpdateServer::stopped);
+    EXPECT_LT(seconds, UpdateServer::requestTimeoutMs / 1000.0 - 0.5);
+}
