@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 
@@ -31,17 +30,11 @@ double secondsSince(std::chrono::steady_clock::time_point start)
 }
 } // namespace
 
-TEST(UpdateAddress, IdentityIsTheSerialBehindItsModelCode)
+TEST(UpdateAddress, SerialCannotReshapeThePath)
 {
-    EXPECT_EQ(UpdateServer::identityText("MRV4567"), "4567");
-    EXPECT_EQ(UpdateServer::identityText("MRV"), "");
+    // The 7, 3 and 25 character serials are checked on the wire by the daily check's tests.
     EXPECT_EQ(UpdateServer::identityText("MR"), "");
-    EXPECT_EQ(UpdateServer::identityText("MRV12345678901234567890AB"), "12345678901234567890");
-    // A unit's serial can't reshape the path.
     EXPECT_EQ(UpdateServer::identityText("MRV1/../x?y"), "1%2F..%2Fx%3Fy");
-
-    EXPECT_EQ(UpdateServer::checkPath("MRV4567", "2_3_10"),
-              std::string("/Plugin/") + UpdateServer::platformWord() + "/4567/2_3_10");
 #if defined(__linux__)
     EXPECT_STREQ(UpdateServer::platformWord(), "Linux");
 #endif
@@ -120,20 +113,6 @@ TEST(UpdateRequest, ReadsTheBodyAndRefusesHttpErrors)
     }
 }
 
-TEST(UpdateRequest, SilentServerEndsWithinTheTimeOut)
-{
-    LocalListener server(LocalListener::Mode::neverAnswer);
-    std::string reply;
-    const auto start = std::chrono::steady_clock::now();
-    const int result = UpdateServer::fetch(loopback(server.port()) + "/x", reply);
-    const double seconds = secondsSince(start);
-    std::printf("silent update server: request ended after %.2f s (time-out %d ms)\n", seconds,
-                UpdateServer::requestTimeoutMs);
-    EXPECT_NE(result, UpdateServer::received);
-    EXPECT_LT(seconds, UpdateServer::hardLimitMs / 1000.0 + 1.0);
-    EXPECT_EQ(server.requests().size(), 1u);
-}
-
 TEST(UpdateRequest, TricklingServerIsCancelledAtTheHardLimit)
 {
     TrickleServer server;
@@ -146,26 +125,4 @@ TEST(UpdateRequest, TricklingServerIsCancelledAtTheHardLimit)
     EXPECT_EQ(result, UpdateServer::stopped);
     EXPECT_GT(server.bytesSent(), 100); // it really kept curl busy
     EXPECT_LT(seconds, 4.0);
-}
-
-TEST(UpdateRequest, StopRequestCutsTheWaitShort)
-{
-    LocalListener server(LocalListener::Mode::neverAnswer);
-    std::atomic<bool> stop{false};
-    std::string reply;
-    const auto start = std::chrono::steady_clock::now();
-    std::thread closer(
-        [&stop]
-        {
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            stop = true;
-        });
-    const int result =
-        UpdateServer::fetch(loopback(server.port()) + "/x", reply, [&stop] { return stop.load(); });
-    closer.join();
-    const double seconds = secondsSince(start);
-    std::printf("stopped update request: ended %.2f s after the start, 0.3 s of it before the stop\n",
-                seconds);
-    EXPECT_EQ(result, UpdateServer::stopped);
-    EXPECT_LT(seconds, UpdateServer::requestTimeoutMs / 1000.0 - 0.5);
 }
