@@ -32,7 +32,7 @@ protected:
 TEST_F(BroadcastReplies, TheNameStandsBehindTheFirstColonInQuotes)
 {
     EXPECT_EQ(Broadcast::nameInReply("{\"name\":\"MORVAN0001\",\"serial\":\"x\"}"), "MORVAN0001");
-    EXPECT_EQ(Broadcast::nameInReply("{\"name\": MORVAN0001"), " MORVAN0001") << "no quote: nothing removed";
+    EXPECT_EQ(Broadcast::nameInReply("{\"name\": MORVAN0001"), ": MORVAN0001") << "no quote: nothing removed";
     EXPECT_EQ(Broadcast::nameInReply("{\"name\":\"MORVAN Studio"), "MORVAN Studio") << "no closing quote";
     EXPECT_EQ(Broadcast::nameInReply("MORVAN0001"), "") << "no colon: the whole text goes";
 }

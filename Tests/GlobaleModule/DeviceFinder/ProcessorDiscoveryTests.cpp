@@ -1,10 +1,13 @@
 // The whole instance on the computer of a studio network: its message thread (this test's
 // thread) enters the computer's namespace before the processor exists, so the processor and
 // every thread it starts talk to the studio network and nothing else.
+#include "DeviceFinder.h"
+#include "PluginEditor.h"
 #include "PluginProcessor.h"
 #include "StudioUnits.h"
 
 #include <cmath>
+#include <thread>
 
 TEST(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself)
 {
@@ -40,4 +43,77 @@ TEST(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself
                 0.011f);
 
     processor.reset();
+}
+
+TEST(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
+{
+    REQUIRE_STUDIO();
+    TestEnvironment::newHome();
+    StudioUnits studio(1);
+    ASSERT_TRUE(studio.ok()) << studio.net.error();
+
+    morvane::test::ScopedNamespace onComputer(studio.net.hostNamespace());
+    ASSERT_TRUE(onComputer.ok());
+    auto processor = std::make_unique<MorvaneProcessor>();
+    auto* global = processor->getGlobalData();
+    // Nobody on the network yet: the loop's search ends and the not-found page would show.
+    ASSERT_TRUE(TestEnvironment::pumpUntil(
+        [&] { return !global->deviceFinderBusy.load() && global->deviceFinderRunning.load() == 0; }, 15000));
+    EXPECT_FALSE(global->connected);
+
+    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
+    std::unique_ptr<juce::AudioProcessorEditor> editor(processor->createEditor());
+    // What the OK button does with all four fields empty on the master.
+    global->connected = false;
+    global->deviceFinderBusy = true;
+    global->deviceFinderRunning = 1;
+    std::thread search([&] { delegatorFindDeviceFromEditor(static_cast<MorvaneEditor*>(editor.get())); });
+    const bool ended = TestEnvironment::pumpUntil([&] { return !global->deviceFinderBusy.load(); }, 15000);
+    search.join();
+    ASSERT_TRUE(ended);
+    EXPECT_TRUE(global->connected);
+    EXPECT_EQ(global->deviceFinderRunning, 0);
+    EXPECT_EQ(global->deviceIp.get(), studio.net.unitAddress(1));
+    const auto log =
+        TestEnvironment::readFile(TestEnvironment::home() + "/.config/Velmora Audio Works/Morvane/Log.txt");
+    EXPECT_EQ(countLines(log, "0:::Find device from Editor started:::DeviceFinder.cpp:::"), 1) << log;
+    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return processor->isStatusReceived(); }, 10000));
+
+    editor.reset();
+    processor.reset();
+}
+
+TEST(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
+{
+    REQUIRE_STUDIO();
+    TestEnvironment::newHome();
+    StudioUnits studio(1);
+    ASSERT_TRUE(studio.ok()) << studio.net.error();
+    ASSERT_NE(studio.start(1, "MORVAN0002"), nullptr);
+    const std::string folder = TestEnvironment::home() + "/.config/Velmora Audio Works/Morvane/1";
+    {
+        Settings settings;
+        GlobalData stored(&settings);
+        stored.isMaster = true;
+        stored.deviceSerial = "MORVAN0001";
+        stored.safeGuiSettings();
+    }
+
+    morvane::test::ScopedNamespace onComputer(studio.net.hostNamespace());
+    ASSERT_TRUE(onComputer.ok());
+    auto processor = std::make_unique<MorvaneProcessor>();
+    auto* global = processor->getGlobalData();
+    EXPECT_EQ(global->deviceSerial.get(), "MORVAN0001");
+    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return global->alertOneOther.load(); }, 15000));
+    TestEnvironment::pump(200);
+    EXPECT_TRUE(global->deviceFinderBusy) << "the question is open";
+    EXPECT_EQ(global->deviceFinderRunning, 0);
+    EXPECT_FALSE(global->connected);
+
+    const auto start = std::chrono::steady_clock::now();
+    processor.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    EXPECT_NE(TestEnvironment::readFile(folder + "/GuiSettings.txt").find("Serial = MORVAN0001;"),
+              std::string::npos)
+        << "an unanswered question changes no setting";
 }
