@@ -20,6 +20,9 @@ void pump(int ms);
 bool pumpUntil(const std::function<bool()>& done, int timeoutMs);
 // True when this process may make network devices (root in its own namespace).
 bool canConfigureNetwork();
+// As root, moves this process into a network namespace of its own with loopback up, so
+// that test programs running side by side never share a port. Returns false otherwise.
+bool enterOwnNetwork();
 // True when this process does not share the network namespace of process 1, or when
 // MORVANE_ALLOW_HOST_NETWORK=1 says the caller took care of it.
 bool inPrivateNetwork();

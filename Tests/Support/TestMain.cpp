@@ -12,6 +12,7 @@ int main(int argc, char** argv)
     testing::InitGoogleTest(&argc, argv);
     // The plug-in broadcasts on every interface: its tests run only in a network namespace
     // of their own (Tools/run-tests.sh makes one).
+    TestEnvironment::enterOwnNetwork();
     if (!TestEnvironment::inPrivateNetwork())
     {
         std::fprintf(stderr,

@@ -279,8 +279,19 @@ void MorvaneProcessor::CreateTheKnobs()
         knob->setTextBoxStyle(juce::Slider::NoTextBox, true, 80, 20);
         knobs[i] = knob;
     }
+    applyKnobSteps();
     knobsCreated = true;
     Debug::DebugLog(0, "Potis create done", __FILE__, __LINE__, settings->productFolder);
+}
+
+// The stored knobs take the step of "Poti resolution" at once, as an editor would: with
+// the coarse creation step a value taken from the unit could not go back to it unchanged.
+void MorvaneProcessor::applyKnobSteps()
+{
+    const double step = (double)globalData->knobResolution.load() / 10000.0;
+    for (int i = 0; i < settings->knobCount; ++i)
+        if (i != 2 && i != 19)
+            knobs[i]->setRange(0.0, 1.0, step > 0.0 ? step : 0.0);
 }
 
 // The host's state: knobs 0 to 19, then AutoGain and DualMono.

@@ -60,6 +60,8 @@ public:
 
     // Idempotent; every path that touches the knobs calls it first (message thread).
     void CreateTheKnobs();
+    // The steps of the stored knobs from knobResolution (message thread).
+    void applyKnobSteps();
 
     // Device protocol.
     int GetDevicePort();

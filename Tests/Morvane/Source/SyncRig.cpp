@@ -1,0 +1,81 @@
+#include "SyncRig.h"
+
+SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& serial)
+{
+    TestEnvironment::newHome();
+    morvane::sim::UnitConfig config;
+    config.address = address;
+    config.statusPort = (uint16_t)statusPort;
+    config.serial = serial;
+    config.periodMs = 40;
+    unit = std::make_unique<morvane::sim::Unit>(config);
+    unit->start();
+    processor = std::make_unique<MorvaneProcessor>();
+    global = processor->getGlobalData();
+    processor->addListener(this);
+}
+
+SyncRig::~SyncRig()
+{
+    processor->removeListener(this);
+    processor.reset();
+    unit->stop();
+}
+
+bool SyncRig::connect(int timeoutMs)
+{
+    // The master's own search may be under way: let it end, then take the unit directly if
+    // it did not.
+    TestEnvironment::pumpUntil([this] { return global->deviceFinderRunning.load() == 0; }, 10000);
+    if (!global->connected.load())
+    {
+        const auto address = unit->config().address;
+        global->SetIp(address);
+        processor->getTcp()->SetIP(address);
+        global->deviceSerial = processor->GetSerialFromDevice();
+        global->devicePort = processor->GetDevicePort();
+        global->connected = true;
+    }
+    return TestEnvironment::pumpUntil([this] { return processor->isStatusReceived(); }, timeoutMs);
+}
+
+std::vector<std::string> SyncRig::knobRequests() const
+{
+    std::vector<std::string> knobs;
+    for (const auto& line : unit->requests())
+        if (line.find("/knob?") != std::string::npos)
+            knobs.push_back(line);
+    return knobs;
+}
+
+bool SyncRig::waitForRequests(std::size_t n, int timeoutMs)
+{
+    return TestEnvironment::pumpUntil([&] { return knobRequests().size() >= n; }, timeoutMs);
+}
+
+void SyncRig::runCycles(int n)
+{
+    TestEnvironment::pump(n * 50);
+}
+
+std::vector<float> SyncRig::hostHeard(int parameter) const
+{
+    std::lock_guard<std::mutex> guard(heardLock);
+    std::vector<float> values;
+    for (const auto& [index, value] : heard)
+        if (index == parameter)
+            values.push_back(value);
+    return values;
+}
+
+void SyncRig::clearHostHeard()
+{
+    std::lock_guard<std::mutex> guard(heardLock);
+    heard.clear();
+}
+
+void SyncRig::audioProcessorParameterChanged(juce::AudioProcessor*, int index, float value)
+{
+    std::lock_guard<std::mutex> guard(heardLock);
+    heard.emplace_back(index, value);
+}

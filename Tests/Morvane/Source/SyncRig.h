@@ -1,0 +1,47 @@
+#pragma once
+
+#include "GlobalData.h"
+#include "PluginProcessor.h"
+#include "TCPIP.h"
+#include "TestEnvironment.h"
+
+#include "MorvaneUnit/Unit.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// A processor without an editor against a simulated unit on loopback, as a host holds it.
+class SyncRig : private juce::AudioProcessorListener
+{
+public:
+    explicit SyncRig(const std::string& address = "127.0.0.2", int statusPort = 7101,
+                     const std::string& serial = "MORVAN0001");
+    ~SyncRig() override;
+
+    // Waits for Running: connected and a status message taken over.
+    bool connect(int timeoutMs = 15000);
+    // The knob requests the unit received since the last clearRequests().
+    std::vector<std::string> knobRequests() const;
+    void clearRequests() { unit->clearRecords(); }
+    // Runs the loop until the unit has received n knob requests, or the time is up.
+    bool waitForRequests(std::size_t n, int timeoutMs = 5000);
+    // Runs the loop for about n status cycles.
+    void runCycles(int n);
+
+    // Values the host was told, by parameter index, latest last.
+    std::vector<float> hostHeard(int parameter) const;
+    void clearHostHeard();
+
+    std::unique_ptr<morvane::sim::Unit> unit;
+    std::unique_ptr<MorvaneProcessor> processor;
+    GlobalData* global = nullptr;
+
+private:
+    void audioProcessorParameterChanged(juce::AudioProcessor*, int index, float value) override;
+    void audioProcessorChanged(juce::AudioProcessor*, const ChangeDetails&) override {}
+
+    mutable std::mutex heardLock;
+    std::vector<std::pair<int, float>> heard;
+};
