@@ -1,0 +1,71 @@
+// A picked preset travels from the file through the loop to a simulated unit on loopback.
+#include "KnobDocument.h"
+#include "PresetFile.h"
+#include "PresetTestSupport.h"
+#include "SyncRig.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+#include <sstream>
+
+namespace
+{
+// The rows of a request line "GET /knob?r/v/r/v... HTTP/1.1".
+std::set<int> requestedRows(const std::string& line)
+{
+    std::set<int> rows;
+    const auto start = line.find("/knob?");
+    if (start == std::string::npos)
+        return rows;
+    std::istringstream pairs(line.substr(start + 6, line.find(' ', start) - start - 6));
+    std::string row, value;
+    while (std::getline(pairs, row, '/') && std::getline(pairs, value, '/'))
+        rows.insert(std::stoi(row));
+    return rows;
+}
+} // namespace
+
+TEST(PresetsOnAUnit, ALoadedPresetReachesTheUnitInOneRequest)
+{
+    SyncRig rig("127.0.0.2", 7131);
+    ASSERT_TRUE(rig.connect());
+    rig.runCycles(4);
+    rig.clearRequests();
+    // The unit's own values may be mostly zero; that rule is tested elsewhere.
+    rig.global->zeroPreset = false;
+
+    std::vector<float> values;
+    for (int i = 0; i < 20; ++i)
+        values.push_back((float)rig.processor->getKnob(i)->getValue());
+    values[3] = 0.25f;
+    values[4] = 0.75f;
+    const auto path = PresetTest::freshFolder() + "/ToTheUnit.fxb";
+    ASSERT_TRUE(PresetFile::write(*KnobDocument::make(values), path));
+
+    rig.global->loadPath = path;
+    rig.global->loadRequest = true;
+    ASSERT_TRUE(rig.waitForRequests(1));
+    rig.runCycles(4);
+    // Every knob of the preset is applied at once, so one request carries the changed ones.
+    const auto requests = rig.knobRequests();
+    ASSERT_EQ(requests.size(), 1u);
+    const auto rows = requestedRows(requests[0]);
+    EXPECT_EQ(rows.count(3), 1u) << requests[0];
+    EXPECT_EQ(rows.count(8), 1u) << requests[0];
+
+    const auto output = rig.unit->row(3);
+    const auto threshold = rig.unit->row(8);
+    const int wantOutput = (int)(0.25 * (output.max - output.min) + output.min);
+    const int wantThreshold = (int)(0.75 * (threshold.max - threshold.min) + threshold.min);
+    EXPECT_TRUE(TestEnvironment::pumpUntil(
+        [&]
+        {
+            return std::abs(rig.unit->row(3).value - wantOutput) <= 1 &&
+                   std::abs(rig.unit->row(8).value - wantThreshold) <= 1;
+        },
+        3000))
+        << rig.unit->row(3).value << " " << rig.unit->row(8).value;
+    EXPECT_NEAR(rig.processor->getKnob(3)->getValue(), 0.25, 1e-6);
+}
