@@ -1,3 +1,4 @@
-// Maps the VST2 SDK header name onto Debian's free FST header (fst-dev).
+// Maps the VST2 interface header name onto Debian's free FST header (fst-dev).
 #pragma once
-#include <pluginterfaces/fst/aeffect.h>
+#define FST2VST 1
+#include "fst-layout.h"

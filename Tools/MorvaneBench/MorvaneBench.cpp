@@ -1,0 +1,250 @@
+// morvane-bench: how fast a move crosses between host and unit, and what an idle connected
+// instance costs. Runs in a network namespace of its own (as root) against simulated units
+// on loopback; run it through Tools/private-net.sh or Tools/run-bench.sh.
+#include "GlobalData.h"
+#include "PluginProcessor.h"
+#include "TCPIP.h"
+
+#include "MorvaneUnit/Unit.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+// One tick of the loop plus one status period: the design's bound for a move either way.
+constexpr double designBoundMs = 40.0 + 40.0;
+
+double msSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+bool pumpUntil(const std::function<bool()>& done, int timeoutMs)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (Clock::now() < deadline)
+    {
+        if (done())
+            return true;
+        juce::MessageManager::getInstance()->runDispatchLoopUntil(1);
+    }
+    return done();
+}
+
+std::string makeHome()
+{
+    std::string pattern = "/tmp/morvane-bench-XXXXXX";
+    if (::mkdtemp(pattern.data()) != nullptr)
+    {
+        ::setenv("Home", pattern.c_str(), 1);
+        ::setenv("MORVANE_PRESET_ROOT", (pattern + "/presets").c_str(), 1);
+    }
+    return pattern;
+}
+
+bool enterOwnNetwork()
+{
+    if (::geteuid() != 0 || ::unshare(CLONE_NEWNET) != 0)
+        return false;
+    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+    ifreq request{};
+    std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
+    bool up = ::ioctl(fd, SIOCGIFFLAGS, &request) == 0;
+    request.ifr_flags |= IFF_UP;
+    up = up && ::ioctl(fd, SIOCSIFFLAGS, &request) == 0;
+    ::close(fd);
+    return up;
+}
+
+// Takes a processor to Running against the unit at address.
+bool connect(MorvaneProcessor& p, const std::string& address)
+{
+    auto* g = p.getGlobalData();
+    pumpUntil([g] { return g->deviceFinderRunning.load() == 0; }, 15000);
+    if (!g->connected.load())
+    {
+        g->SetIp(address);
+        p.getTcp()->SetIP(address);
+        g->deviceSerial = p.GetSerialFromDevice();
+        g->devicePort = p.GetDevicePort();
+        g->connected = true;
+    }
+    return pumpUntil([&p] { return p.isStatusReceived(); }, 15000);
+}
+
+void report(benchmark::State& state, std::vector<double> samples)
+{
+    if (samples.empty())
+    {
+        state.SkipWithError("no samples");
+        return;
+    }
+    std::sort(samples.begin(), samples.end());
+    state.counters["median_ms"] = samples[samples.size() / 2];
+    state.counters["p99_ms"] = samples[std::min(samples.size() - 1, samples.size() * 99 / 100)];
+    state.counters["max_ms"] = samples.back();
+    state.counters["bound_ms"] = designBoundMs;
+    state.counters["moves"] = (double)samples.size();
+}
+
+class HostListener : public juce::AudioProcessorListener
+{
+public:
+    std::atomic<int> lastIndex{-1};
+    std::atomic<float> lastValue{-1.0f};
+    void audioProcessorParameterChanged(juce::AudioProcessor*, int index, float value) override
+    {
+        lastValue = value;
+        lastIndex = index;
+    }
+    void audioProcessorChanged(juce::AudioProcessor*, const ChangeDetails&) override {}
+};
+
+struct Rig
+{
+    std::unique_ptr<morvane::sim::Unit> unit;
+    std::unique_ptr<MorvaneProcessor> processor;
+
+    Rig()
+    {
+        makeHome();
+        morvane::sim::UnitConfig config;
+        config.address = "127.0.0.2";
+        config.statusPort = 7301;
+        config.logDatagrams = false;
+        unit = std::make_unique<morvane::sim::Unit>(config);
+        unit->start();
+        processor = std::make_unique<MorvaneProcessor>();
+        connect(*processor, config.address);
+        pumpUntil([] { return false; }, 300);
+    }
+    ~Rig()
+    {
+        processor.reset();
+        unit->stop();
+    }
+};
+
+void HostToUnit(benchmark::State& state)
+{
+    Rig rig;
+    std::vector<double> samples;
+    int move = 0;
+    for (auto _ : state)
+    {
+        const int target = 100 + (move++ % 2) * 700;
+        const auto writes = rig.unit->knobWrites().size();
+        const auto start = Clock::now();
+        rig.processor->setParameter(3, (float)target / 1023.0f);
+        const bool arrived = pumpUntil([&] { return rig.unit->knobWrites().size() > writes; }, 3000);
+        const double ms = msSince(start);
+        state.SetIterationTime(ms / 1000.0);
+        if (arrived)
+            samples.push_back(ms);
+    }
+    report(state, samples);
+}
+
+void UnitToHost(benchmark::State& state)
+{
+    Rig rig;
+    HostListener listener;
+    rig.processor->addListener(&listener);
+    std::vector<double> samples;
+    int move = 0;
+    for (auto _ : state)
+    {
+        const int target = 100 + (move++ % 2) * 700;
+        const float expected = (float)(target - 0) / 1023.0f;
+        listener.lastIndex = -1;
+        const auto start = Clock::now();
+        rig.unit->command("turn 3 " + std::to_string(target) + " 0");
+        const bool heard = pumpUntil(
+            [&] {
+                return listener.lastIndex.load() == 3 &&
+                       std::abs(listener.lastValue.load() - expected) < 1e-3f;
+            },
+            3000);
+        const double ms = msSince(start);
+        state.SetIterationTime(ms / 1000.0);
+        rig.unit->command("release 3");
+        if (heard)
+            samples.push_back(ms);
+    }
+    rig.processor->removeListener(&listener);
+    report(state, samples);
+}
+
+double cpuSeconds()
+{
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return (double)usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + (double)usage.ru_stime.tv_sec +
+           usage.ru_stime.tv_usec / 1e6;
+}
+
+// The unit runs as its own program here, so this process's CPU is the plug-in's alone.
+void IdleConnectedCpu(benchmark::State& state)
+{
+    makeHome();
+    const pid_t child = ::fork();
+    if (child == 0)
+    {
+        ::execl(MORVANE_UNIT_PROGRAM, MORVANE_UNIT_PROGRAM, "--address", "127.0.0.4", "--status-port", "7304",
+                "--no-datagram-log", "--log", "/dev/null", (char*)nullptr);
+        ::_exit(127);
+    }
+    ::usleep(300000);
+    auto processor = std::make_unique<MorvaneProcessor>();
+    if (!connect(*processor, "127.0.0.4"))
+        state.SkipWithError("no connection to the unit program");
+    double perSecond = 0.0;
+    for (auto _ : state)
+    {
+        const double cpuBefore = cpuSeconds();
+        const auto start = Clock::now();
+        pumpUntil([] { return false; }, 5000);
+        const double wall = msSince(start) / 1000.0;
+        perSecond = (cpuSeconds() - cpuBefore) / wall;
+        state.SetIterationTime(wall);
+    }
+    state.counters["cpu_ms_per_s"] = perSecond * 1000.0;
+    processor.reset();
+    ::kill(child, SIGTERM);
+    ::waitpid(child, nullptr, 0);
+}
+} // namespace
+
+BENCHMARK(HostToUnit)->Iterations(500)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(UnitToHost)->Iterations(500)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(IdleConnectedCpu)->Iterations(2)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+int main(int argc, char** argv)
+{
+    if (!enterOwnNetwork())
+    {
+        std::fprintf(stderr, "morvane-bench needs root: it runs in a network namespace of its own\n");
+        return 2;
+    }
+    juce::ScopedJuceInitialiser_GUI framework;
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
