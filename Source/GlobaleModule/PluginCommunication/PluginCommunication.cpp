@@ -175,9 +175,9 @@ void PluginCommunication::goAlone(const char* why)
     log(pluginNumber, juce::String("Work alone, ") + why, true);
 }
 
-void PluginCommunication::log(int level, const juce::String& message, bool ownFolder) const
+void PluginCommunication::log(int level, const juce::String& message, bool ownFolder, int line) const
 {
-    Debug::DebugLog(level, message, __FILE__, __LINE__,
+    Debug::DebugLog(level, message, __FILE__, line,
                     ownFolder ? std::string(logFolder) : settings->productFolder);
 }
 

@@ -136,7 +136,7 @@ private:
     int indexInOffer(const std::string& ip) const;
     void takeSingleOffer();
     bool usersChoice(std::atomic<bool>& alertFlag);
-    void log(int level, const juce::String& message, bool ownFolder) const;
+    void log(int level, const juce::String& message, bool ownFolder, int line = __builtin_LINE()) const;
 
     std::atomic<bool> hasFreeIps{false};
     GlobalData* global;

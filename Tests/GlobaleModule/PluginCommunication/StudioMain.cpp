@@ -1,0 +1,118 @@
+// Test programs of the studio network start here. The network is built first; then the main
+// thread enters the computer's namespace, before the framework or anything else makes a
+// thread, so that every socket and thread of the plug-in lives there.
+#include "Studio.h"
+#include "TestEnvironment.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <juce_events/juce_events.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace
+{
+std::unique_ptr<morvane::test::StudioNet> network;
+
+bool enterNamespace(const std::string& name)
+{
+    const int fd = ::open(("/run/netns/" + name).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool entered = ::setns(fd, CLONE_NEWNET) == 0;
+    ::close(fd);
+    return entered;
+}
+} // namespace
+
+namespace Studio
+{
+morvane::test::StudioNet* net()
+{
+    return network.get();
+}
+
+std::string address(int k)
+{
+    return network ? network->unitAddress(k) : std::string();
+}
+
+std::string serial(int k)
+{
+    return "MORVAN00" + std::to_string(10 + k);
+}
+
+std::unique_ptr<morvane::sim::Unit> startUnit(int k)
+{
+    if (!network || k < 1 || k > network->units())
+        return nullptr;
+    morvane::sim::UnitConfig config;
+    config.address = network->unitAddress(k);
+    config.httpPort = 80;
+    config.statusPort = (uint16_t)(7000 + k);
+    config.serial = serial(k);
+    config.periodMs = 40;
+    auto unit = std::make_unique<morvane::sim::Unit>(config);
+    bool started = false;
+    network->runIn(network->unitNamespace(k), [&] { started = unit->start(); });
+    return started ? std::move(unit) : nullptr;
+}
+
+std::string threadNames()
+{
+    std::string names;
+    if (DIR* tasks = ::opendir("/proc/self/task"))
+    {
+        while (const dirent* entry = ::readdir(tasks))
+            if (entry->d_name[0] != '.')
+                names += TestEnvironment::readFile(std::string("/proc/self/task/") + entry->d_name + "/comm");
+        ::closedir(tasks);
+    }
+    return names;
+}
+
+int threadCount()
+{
+    int count = 0;
+    if (DIR* tasks = ::opendir("/proc/self/task"))
+    {
+        while (const dirent* entry = ::readdir(tasks))
+            if (entry->d_name[0] != '.')
+                ++count;
+        ::closedir(tasks);
+    }
+    return count;
+}
+} // namespace Studio
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    if (!TestEnvironment::inPrivateNetwork())
+    {
+        std::fprintf(stderr,
+                     "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
+        return 1;
+    }
+    if (!testing::GTEST_FLAG(list_tests) && morvane::test::StudioNet::usable())
+    {
+        network = std::make_unique<morvane::test::StudioNet>(Studio::unitCount);
+        if (!network->ok() || !enterNamespace(network->hostNamespace()))
+        {
+            std::fprintf(stderr, "No studio network: %s\n", network->error().c_str());
+            network.reset();
+        }
+    }
+    TestEnvironment::useFreshHome();
+    int result = 0;
+    {
+        juce::ScopedJuceInitialiser_GUI framework;
+        result = RUN_ALL_TESTS();
+    }
+    TestEnvironment::removeFreshHome();
+    network.reset();
+    return result;
+}
