@@ -16,6 +16,7 @@ public:
         answer,      // read the request, send the answer, close
         closeAtOnce, // accept and close without a byte
         neverAnswer, // accept, read, and keep the connection silent until stopped
+        trickle,     // send a header line that never ends, one byte every 5 ms
     };
 
     LocalListener(Mode mode, std::string answer = {}, const std::string& address = "127.0.0.1");
@@ -24,9 +25,15 @@ public:
     int port() const { return boundPort; }
     std::vector<std::string> requests() const;
     int accepted() const { return acceptedCount.load(); }
+    int bytesTrickled() const { return trickled.load(); }
+
+    // A complete reply that closes the connection.
+    static std::string httpAnswer(const std::string& body, const std::string& status = "200 OK");
 
 private:
     void run();
+    std::string readRequest(int client) const;
+    void trickleTo(int client);
 
     Mode mode;
     std::string answer;
@@ -34,6 +41,7 @@ private:
     int boundPort = 0;
     std::atomic<bool> stopping{false};
     std::atomic<int> acceptedCount{0};
+    std::atomic<int> trickled{0};
     mutable std::mutex lock;
     std::vector<std::string> received;
     std::thread worker;

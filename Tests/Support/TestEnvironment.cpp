@@ -1,8 +1,10 @@
 #include "TestEnvironment.h"
 
+#include <gtest/gtest.h>
 #include <juce_events/juce_events.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -90,6 +92,27 @@ bool pumpUntil(const std::function<bool()>& done, int timeoutMs)
 bool canConfigureNetwork()
 {
     return ::geteuid() == 0;
+}
+
+int runAllTests(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    // The plug-in broadcasts on every interface: its tests run only in a network namespace
+    // of their own.
+    enterOwnNetwork();
+    if (!inPrivateNetwork())
+    {
+        std::fprintf(stderr, "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
+        return 1;
+    }
+    useFreshHome();
+    int result = 0;
+    {
+        juce::ScopedJuceInitialiser_GUI framework;
+        result = RUN_ALL_TESTS();
+    }
+    removeFreshHome();
+    return result;
 }
 
 bool enterOwnNetwork()

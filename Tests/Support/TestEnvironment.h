@@ -5,6 +5,9 @@
 
 namespace TestEnvironment
 {
+// The whole run of a test program: its own network namespace (or a refusal to run in the
+// machine's), a fresh home, the framework with this thread as its message thread.
+int runAllTests(int argc, char** argv);
 // Points "Home" and MORVANE_PRESET_ROOT at new temporary folders.
 void useFreshHome();
 void removeFreshHome();

@@ -14,7 +14,7 @@ struct RowSpec
 };
 
 // Each control in the unit's own units. 4, 9 and 13 are not used: maximum equals minimum.
-constexpr RowSpec specs[rowCount] = {
+constexpr RowSpec rowTable[rowCount] = {
     {1, 500, 30},    // 0 Attack L, tenths of a ms
     {10, 2500, 300}, // 1 Release L, ms
     {0, 1023, 512},  // 2 Input L
@@ -63,7 +63,7 @@ std::string formatNumber(double v)
 Panel::Panel()
 {
     for (int r = 0; r < rowCount; ++r)
-        rows_[r] = RowState{specs[r].initial, specs[r].max, specs[r].min, false};
+        rows_[r] = RowState{rowTable[r].initial, rowTable[r].max, rowTable[r].min, false};
     programStart_ = Clock::now();
 }
 
