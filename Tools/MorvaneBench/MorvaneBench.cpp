@@ -3,9 +3,11 @@
 // on loopback; run it through Tools/private-net.sh or Tools/run-bench.sh.
 #include "GlobalData.h"
 #include "PluginProcessor.h"
+#include "SettingsPaths.h"
 #include "TCPIP.h"
 
 #include "MorvaneUnit/Unit.h"
+#include "StudioNet.h"
 
 #include <benchmark/benchmark.h>
 
@@ -229,8 +231,70 @@ void IdleConnectedCpu(benchmark::State& state)
     ::kill(child, SIGTERM);
     ::waitpid(child, nullptr, 0);
 }
+// A session of N instances and N units on a studio network: how long until every instance
+// drives a unit of its own, and what they cost together once running. The units run as
+// programs of their own, each with its own status port.
+void Scale(benchmark::State& state)
+{
+    const int n = (int)state.range(0);
+    morvane::test::StudioNet net(n);
+    if (!net.ok())
+    {
+        state.SkipWithError(net.error().c_str());
+        return;
+    }
+    makeHome();
+    // A session that was saved before: instance k remembers unit k, as its folder says.
+    for (int k = 1; k <= n; ++k)
+    {
+        const std::string serial = "MORVAN" + std::string(k < 10 ? "000" : "00") + std::to_string(k);
+        net.spawnIn(net.unitNamespace(k),
+                    {MORVANE_UNIT_PROGRAM, "--address", net.unitAddress(k), "--status-port",
+                     std::to_string(7400 + k), "--serial", serial, "--no-datagram-log", "--log", "/dev/null"},
+                    "/dev/null");
+        const auto folder = SettingsPaths::makeFolders("Morvane/" + std::to_string(k));
+        juce::File(folder + "/IP.txt").replaceWithText(net.unitAddress(k));
+        juce::File(folder + "/GuiSettings.txt")
+            .replaceWithText("Size = 0.1;\nKnob Resolution = 0;\nSerial = " + serial +
+                             ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
+    }
+    ::usleep(300000);
+
+    morvane::test::ScopedNamespace computer(net.hostNamespace());
+    double allRunningSeconds = 0.0, cpuPerSecond = 0.0;
+    int running = 0;
+    for (auto _ : state)
+    {
+        std::vector<std::unique_ptr<MorvaneProcessor>> instances;
+        const auto start = Clock::now();
+        for (int k = 0; k < n; ++k)
+            instances.push_back(std::make_unique<MorvaneProcessor>());
+        auto countRunning = [&]
+        {
+            int count = 0;
+            for (auto& p : instances)
+                count += p->getGlobalData()->connected.load() && p->isStatusReceived() ? 1 : 0;
+            return count;
+        };
+        pumpUntil([&] { return countRunning() == n; }, 120000);
+        allRunningSeconds = msSince(start) / 1000.0;
+        running = countRunning();
+
+        const double cpuBefore = cpuSeconds();
+        const auto measured = Clock::now();
+        pumpUntil([] { return false; }, 5000);
+        cpuPerSecond = (cpuSeconds() - cpuBefore) / (msSince(measured) / 1000.0);
+        state.SetIterationTime(allRunningSeconds);
+        instances.clear();
+    }
+    state.counters["instances"] = n;
+    state.counters["running"] = running;
+    state.counters["all_running_s"] = allRunningSeconds;
+    state.counters["cpu_ms_per_s"] = cpuPerSecond * 1000.0;
+}
 } // namespace
 
+BENCHMARK(Scale)->Arg(8)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
 BENCHMARK(HostToUnit)->Iterations(500)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(UnitToHost)->Iterations(500)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(IdleConnectedCpu)->Iterations(2)->UseManualTime()->Unit(benchmark::kMillisecond);
