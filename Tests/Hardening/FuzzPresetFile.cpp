@@ -1,0 +1,27 @@
+// A preset file through the reader and the loop's reading stage, as a click in the browser
+// would load it.
+#include "FuzzSupport.h"
+#include "GlobalData.h"
+#include "PluginProcessor.h"
+#include "PresetFile.h"
+#include "TestEnvironment.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    Fuzz::setUp();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    static const std::string path = TestEnvironment::home() + "/fuzz.fxb";
+    Fuzz::writeFile(path, Fuzz::bytes(data, size));
+    (void)PresetFile::read(path);
+    auto& processor = Fuzz::processor();
+    auto* global = processor.getGlobalData();
+    global->loadPath = path;
+    global->loadRequest = true;
+    processor.timerCallback();
+    Fuzz::drainMessages();
+    return 0;
+}

@@ -1,0 +1,19 @@
+// The update server's reply through its cutting and the checks of the offered link.
+#include "FuzzSupport.h"
+#include "UpdateServer.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    Fuzz::setUp();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const auto reply = Fuzz::bytes(data, size);
+    (void)UpdateServer::reportsError(reply);
+    UpdateServer::Offer offer;
+    if (UpdateServer::cutReply(reply, offer))
+        (void)UpdateServer::isServerPath(offer.link);
+    return 0;
+}

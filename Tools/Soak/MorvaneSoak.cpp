@@ -1,0 +1,451 @@
+// morvane-soak: editor-less instances against hostile simulated units for a bounded time.
+// The units switch through every fault, vanish and come back; instances come and go and
+// have their addresses changed under them. Everything runs on this thread, which is the
+// framework's message thread, as in a host. At the end it checks what a host relies on:
+// the message thread was never held past the documented bounds, every instance went within
+// a few seconds, no thread or socket was left over, and what was written before the faults
+// (settings files, session state) reads back intact.
+#include "GlobalData.h"
+#include "PluginProcessor.h"
+#include "SafeAndLoad.h"
+#include "TCPIP.h"
+#include "TestEnvironment.h"
+
+#include "MorvaneUnit/Faults.h"
+#include "MorvaneUnit/Unit.h"
+
+#include <juce_events/juce_events.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+double msSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+// The documented bounds of one message-thread stall: a First status tick (one receive and
+// one connection test), a GetSite (connecting and reading), and the Restore push, the
+// longest one the loop may make.
+constexpr double firstStatusBoundMs = 2000.0 + 1000.0;
+constexpr double getSiteBoundMs = TCPIP::connectTimeoutMs + TCPIP::responseTimeoutMs;
+constexpr double restorePushBoundMs = 12 * 2000.0;
+constexpr double stallLimitMs = restorePushBoundMs;
+// "Within a few seconds" for a destructor.
+constexpr double destructionLimitMs = 5000.0;
+
+// The longest single tick of the instance's loop.
+class TimedProcessor : public MorvaneProcessor
+{
+public:
+    void timerCallback() override
+    {
+        const auto start = Clock::now();
+        MorvaneProcessor::timerCallback();
+        longestTickMs = std::max(longestTickMs, msSince(start));
+    }
+    static double longestTickMs;
+};
+double TimedProcessor::longestTickMs = 0.0;
+
+// Ticks every 10 ms; the gap between two ticks is how long the message thread was held.
+class StallProbe : private juce::Timer
+{
+public:
+    StallProbe() { startTimer(10); }
+    ~StallProbe() override { stopTimer(); }
+    double longestGapMs = 0.0;
+    int overFirstStatusBound = 0;
+    int overGetSiteBound = 0;
+
+private:
+    void timerCallback() override
+    {
+        const auto now = Clock::now();
+        if (ticked)
+        {
+            const double gap = std::chrono::duration<double, std::milli>(now - last).count();
+            longestGapMs = std::max(longestGapMs, gap);
+            overFirstStatusBound += gap > firstStatusBoundMs ? 1 : 0;
+            overGetSiteBound += gap > getSiteBoundMs ? 1 : 0;
+        }
+        ticked = true;
+        last = now;
+    }
+    bool ticked = false;
+    Clock::time_point last;
+};
+
+void pump(int ms)
+{
+    TestEnvironment::pump(ms);
+}
+
+bool pumpUntil(const std::function<bool()>& done, int ms)
+{
+    return TestEnvironment::pumpUntil(done, ms);
+}
+
+int countEntries(const char* folder, const char* linkPrefix)
+{
+    DIR* dir = ::opendir(folder);
+    if (dir == nullptr)
+        return -1;
+    int count = 0;
+    while (const dirent* entry = ::readdir(dir))
+    {
+        if (entry->d_name[0] == '.')
+            continue;
+        if (linkPrefix == nullptr)
+        {
+            ++count;
+            continue;
+        }
+        char target[256] = {};
+        const std::string path = std::string(folder) + "/" + entry->d_name;
+        if (::readlink(path.c_str(), target, sizeof(target) - 1) > 0 &&
+            std::strncmp(target, linkPrefix, std::strlen(linkPrefix)) == 0)
+            ++count;
+    }
+    ::closedir(dir);
+    return count;
+}
+
+int threadCount()
+{
+    return countEntries("/proc/self/task", nullptr);
+}
+
+int socketCount()
+{
+    return countEntries("/proc/self/fd", "socket:");
+}
+
+struct SoakUnit
+{
+    std::unique_ptr<morvane::sim::Unit> unit;
+    std::string address;
+};
+
+class Soak
+{
+public:
+    explicit Soak(int secondsToRun) : seconds(secondsToRun) {}
+
+    int run()
+    {
+        warmUp();
+        baselineThreads = threadCount();
+        baselineSockets = socketCount();
+        if (!startUnits())
+            return 2;
+
+        if (!makeWitness())
+            return fail("the first instance never took the unit's status");
+        writeBeforeFaults();
+
+        StallProbe probe;
+        faultRounds();
+        stallGapMs = probe.longestGapMs;
+        overFirstStatus = probe.overFirstStatusBound;
+        overGetSite = probe.overGetSiteBound;
+
+        calmUnits();
+        while (!slaves.empty())
+            destroyOldestSlave();
+        checkFilesAfterFaults();
+        destroy(witness);
+        stopUnits();
+        checkSessionReadsBack();
+        checkLeftOvers();
+        report();
+        return violations == 0 ? 0 : 1;
+    }
+
+private:
+    // The framework starts its timer thread with the first timer: an instance made and gone
+    // before the count means only our own threads are counted.
+    void warmUp()
+    {
+        auto first = std::make_unique<TimedProcessor>();
+        ++created;
+        pumpUntil([&] { return first->getGlobalData()->deviceFinderRunning.load() == 0; }, 15000);
+        destroy(first);
+        pump(200);
+    }
+
+    bool startUnits()
+    {
+        for (int k = 0; k < unitCount; ++k)
+        {
+            morvane::sim::UnitConfig config;
+            config.address = "127.0.0." + std::to_string(21 + k);
+            config.statusPort = (uint16_t)(7301 + k);
+            config.serial = "MORVAN00" + std::to_string(21 + k);
+            SoakUnit soakUnit;
+            soakUnit.address = config.address;
+            soakUnit.unit = std::make_unique<morvane::sim::Unit>(config);
+            if (!soakUnit.unit->start())
+            {
+                std::fprintf(stderr, "unit %s: %s\n", config.address.c_str(),
+                             soakUnit.unit->startError().c_str());
+                return false;
+            }
+            units.push_back(std::move(soakUnit));
+        }
+        return true;
+    }
+
+    void stopUnits()
+    {
+        for (auto& soakUnit : units)
+            soakUnit.unit->stop();
+        units.clear();
+    }
+
+    // The address goes over as the preferences' address field hands it to the loop.
+    static void pointAt(MorvaneProcessor& processor, const std::string& address)
+    {
+        auto* global = processor.getGlobalData();
+        global->SetIp(address);
+        global->ipChanged = true;
+        global->connected = true;
+    }
+
+    bool makeWitness()
+    {
+        witness = std::make_unique<TimedProcessor>();
+        ++created;
+        auto* global = witness->getGlobalData();
+        pumpUntil([&] { return global->deviceFinderRunning.load() == 0; }, 15000);
+        pointAt(*witness, units[0].address);
+        return pumpUntil([&] { return witness->isStatusReceived(); }, 20000);
+    }
+
+    // The first instance's files and session state, with values no default has.
+    void writeBeforeFaults()
+    {
+        auto* global = witness->getGlobalData();
+        // The knob resolution stays: the knobs took their step from it when they were made.
+        global->guiSize = 0.25f;
+        global->fps = 25;
+        resolutionBefore = global->knobResolution.load();
+        global->safeGuiSettings();
+        folder = global->settingsFolder.get();
+        ipBefore = TestEnvironment::readFile(folder + "/IP.txt");
+        guiBefore = TestEnvironment::readFile(folder + "/GuiSettings.txt");
+        for (int i = 0; i < 16; ++i)
+            witness->setParameterNotifyingHost(i, i == 2 ? 0.0f : 0.05f * (float)(i + 1));
+        pump(500);
+        witness->getStateInformation(stateBefore);
+    }
+
+    void faultRounds()
+    {
+        const auto deadline = Clock::now() + std::chrono::seconds(seconds);
+        for (int round = 0; Clock::now() < deadline; ++round)
+        {
+            const auto fault = static_cast<morvane::sim::Fault>(round % morvane::sim::faultCount);
+            auto& target = *units[(std::size_t)(round % unitCount)].unit;
+            target.setFault(fault, true);
+            ++faultsTried;
+            if (round % 2 == 1)
+                churnInstances(round);
+            if (round % 3 == 2 && !slaves.empty())
+            {
+                pointAt(*slaves[(std::size_t)round % slaves.size()],
+                        units[(std::size_t)(round + 1) % unitCount].address);
+                ++addressChanges;
+            }
+            pump(1200);
+            target.setFault(fault, false);
+            if (round % 5 == 4)
+                vanishAndReturn(*units[(std::size_t)(round / 5) % unitCount].unit);
+            pump(300);
+        }
+    }
+
+    void churnInstances(int round)
+    {
+        if (slaves.size() >= 2)
+        {
+            destroyOldestSlave();
+            return;
+        }
+        slaves.push_back(std::make_unique<TimedProcessor>());
+        ++created;
+        pointAt(*slaves.back(), units[(std::size_t)(round % unitCount)].address);
+    }
+
+    void vanishAndReturn(morvane::sim::Unit& unit)
+    {
+        unit.command("vanish");
+        pump(1000);
+        unit.command("return");
+        ++vanishings;
+    }
+
+    void calmUnits()
+    {
+        for (auto& soakUnit : units)
+        {
+            for (int f = 0; f < morvane::sim::faultCount; ++f)
+                soakUnit.unit->setFault(static_cast<morvane::sim::Fault>(f), false);
+            soakUnit.unit->command("return");
+        }
+    }
+
+    void destroyOldestSlave()
+    {
+        destroy(slaves.front());
+        slaves.erase(slaves.begin());
+    }
+
+    void destroy(std::unique_ptr<TimedProcessor>& processor)
+    {
+        const auto start = Clock::now();
+        processor.reset();
+        const double took = msSince(start);
+        longestDestructionMs = std::max(longestDestructionMs, took);
+        ++destroyed;
+    }
+
+    void checkFilesAfterFaults()
+    {
+        const auto ipAfter = TestEnvironment::readFile(folder + "/IP.txt");
+        const auto guiAfter = TestEnvironment::readFile(folder + "/GuiSettings.txt");
+        if (ipAfter != ipBefore)
+            fail("IP.txt changed: \"" + ipBefore + "\" became \"" + ipAfter + "\"");
+        if (guiAfter != guiBefore)
+            fail("GuiSettings.txt changed:\n" + guiBefore + "became\n" + guiAfter);
+    }
+
+    // A new instance reads the files and the host's block as they were before the faults.
+    void checkSessionReadsBack()
+    {
+        auto restored = std::make_unique<TimedProcessor>();
+        ++created;
+        auto* global = restored->getGlobalData();
+        // The file holds the resolution as a whole number.
+        if (global->guiSize.load() != 0.25f ||
+            global->knobResolution.load() != (float)(int)resolutionBefore || global->fps.load() != 25)
+            fail("GuiSettings.txt does not read back into a new instance");
+        restored->setStateInformation(stateBefore.getData(), (int)stateBefore.getSize());
+        juce::MemoryBlock stateAfter;
+        restored->getStateInformation(stateAfter);
+        const auto before =
+            juce::AudioProcessor::getXmlFromBinary(stateBefore.getData(), (int)stateBefore.getSize());
+        const auto after =
+            juce::AudioProcessor::getXmlFromBinary(stateAfter.getData(), (int)stateAfter.getSize());
+        if (before == nullptr || after == nullptr || !after->isEquivalentTo(before.get(), false))
+            fail("the session state does not read back:\n" + text(before) + "became\n" + text(after));
+        pumpUntil([&] { return global->deviceFinderRunning.load() == 0; }, 15000);
+        destroy(restored);
+    }
+
+    // Threads and sockets end a moment after their owner; give them that moment.
+    void checkLeftOvers()
+    {
+        pumpUntil([&] { return threadCount() <= baselineThreads && socketCount() <= baselineSockets; }, 3000);
+        leakedThreads = std::max(0, threadCount() - baselineThreads);
+        leakedSockets = std::max(0, socketCount() - baselineSockets);
+        if (leakedThreads != 0)
+            fail(std::to_string(leakedThreads) + " thread(s) left over");
+        if (leakedSockets != 0)
+            fail(std::to_string(leakedSockets) + " socket(s) left over");
+        if (stallGapMs > stallLimitMs || TimedProcessor::longestTickMs > stallLimitMs)
+            fail("the message thread was held longer than the Restore push may hold it");
+        if (longestDestructionMs > destructionLimitMs)
+            fail("an instance took longer than a few seconds to go");
+    }
+
+    static std::string text(const std::unique_ptr<juce::XmlElement>& xml)
+    {
+        return xml == nullptr ? std::string("nothing\n") : xml->toString().toStdString();
+    }
+
+    int fail(const std::string& what)
+    {
+        std::fprintf(stderr, "VIOLATION: %s\n", what.c_str());
+        ++violations;
+        return 1;
+    }
+
+    void report() const
+    {
+        std::printf("soak: %d s, %d units\n", seconds, unitCount);
+        std::printf("  faults tried:                    %d (all %d kinds)\n", faultsTried,
+                    std::min(faultsTried, morvane::sim::faultCount));
+        std::printf("  vanishings and returns:          %d\n", vanishings);
+        std::printf("  address changes:                 %d\n", addressChanges);
+        std::printf("  instances created / destroyed:   %d / %d\n", created, destroyed);
+        std::printf("  longest message-thread stall:    %.0f ms (limit %.0f ms; over %.0f ms: %d, over %.0f "
+                    "ms: %d)\n",
+                    stallGapMs, stallLimitMs, firstStatusBoundMs, overFirstStatus, getSiteBoundMs,
+                    overGetSite);
+        std::printf("  longest single loop tick:        %.0f ms\n", TimedProcessor::longestTickMs);
+        std::printf("  longest destruction:             %.0f ms (limit %.0f ms)\n", longestDestructionMs,
+                    destructionLimitMs);
+        std::printf("  leaked threads / sockets:        %d / %d\n", leakedThreads, leakedSockets);
+        std::printf("  settings files and session state: %s\n", violations == 0 ? "intact" : "see above");
+        std::printf("  violations:                      %d\n", violations);
+        std::fflush(stdout);
+    }
+
+    static constexpr int unitCount = 3;
+    const int seconds;
+    std::vector<SoakUnit> units;
+    std::unique_ptr<TimedProcessor> witness;
+    std::vector<std::unique_ptr<TimedProcessor>> slaves;
+    std::string folder, ipBefore, guiBefore;
+    juce::MemoryBlock stateBefore;
+    int baselineThreads = 0, baselineSockets = 0;
+    int faultsTried = 0, vanishings = 0, addressChanges = 0, created = 0, destroyed = 0;
+    int overFirstStatus = 0, overGetSite = 0;
+    int leakedThreads = 0, leakedSockets = 0, violations = 0;
+    double stallGapMs = 0.0, longestDestructionMs = 0.0;
+    float resolutionBefore = 0.0f;
+};
+
+int secondsFromArguments(int argc, char** argv)
+{
+    int seconds = 120;
+    for (int i = 1; i + 1 < argc; ++i)
+        if (std::strcmp(argv[i], "--seconds") == 0)
+            seconds = std::max(1, std::atoi(argv[i + 1]));
+    return seconds;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // Instances broadcast on every interface: only in a network of our own.
+    TestEnvironment::enterOwnNetwork();
+    if (!TestEnvironment::inPrivateNetwork())
+    {
+        std::fprintf(stderr,
+                     "Refusing to run in the machine's own network namespace: use Tools/private-net.sh\n");
+        return 2;
+    }
+    TestEnvironment::useFreshHome();
+    int result = 0;
+    {
+        juce::ScopedJuceInitialiser_GUI framework;
+        result = Soak(secondsFromArguments(argc, argv)).run();
+    }
+    TestEnvironment::removeFreshHome();
+    return result;
+}
