@@ -14,17 +14,14 @@ unsigned int addressOf(const char* dotted)
     return ::inet_addr(dotted);
 }
 
-class BroadcastReplies : public ::testing::Test
+class BroadcastReplies : public StudioTest
 {
 protected:
-    void SetUp() override { TestEnvironment::newHome(); }
-
     void reply(const std::string& text, const char* from)
     {
         broadcast.handleReply(text.data(), text.size(), addressOf(from));
     }
 
-    Computer computer;
     Broadcast& broadcast = computer.broadcast;
 };
 } // namespace
@@ -95,52 +92,41 @@ TEST_F(BroadcastReplies, AReplyEndsAtItsReceivedLength)
     EXPECT_EQ(broadcast.names.get(1), "MORVAN0001");
 }
 
-TEST(BroadcastCode, AnEmptyCodeAcceptsEveryReply)
+TEST_F(BroadcastReplies, AnEmptyCodeAcceptsEveryReply)
 {
-    TestEnvironment::newHome();
-    Settings settings;
-    GlobalData global(&settings);
-    Broadcast broadcast(&global, "");
+    Broadcast anyCode(&computer.global, "");
     const std::string text = "{\"name\":\"EQ-2\"}";
-    broadcast.handleReply(text.data(), text.size(), addressOf("10.1.2.3"));
-    EXPECT_EQ(broadcast.count, 1);
+    anyCode.handleReply(text.data(), text.size(), addressOf("10.1.2.3"));
+    EXPECT_EQ(anyCode.count, 1);
 }
 
 // ------------------------------------------------------------------ searches in the studio
 
 namespace
 {
-std::vector<morvane::sim::Unit*> startUnits(StudioUnits& studio, int count)
+class BroadcastStudio : public StudioTest
 {
-    std::vector<morvane::sim::Unit*> started;
-    for (int k = 1; k <= count; ++k)
-        started.push_back(studio.start(k, "MORVAN" + std::string(k < 10 ? "000" : "00") + std::to_string(k)));
-    return started;
-}
-
-void searchFrom(StudioUnits& studio, Computer& computer)
-{
-    ASSERT_TRUE(studio.onComputer([&] { computer.broadcast.BroadcastToAllInterfaces(); }));
-}
+protected:
+    void search()
+    {
+        ASSERT_TRUE(studio->onComputer([this] { computer.broadcast.BroadcastToAllInterfaces(); }));
+    }
+};
 } // namespace
 
-TEST(BroadcastStudio, OneUnitOnOneInterface)
+TEST_F(BroadcastStudio, OneUnitOnOneInterface)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
 
     const auto start = std::chrono::steady_clock::now();
-    searchFrom(studio, computer);
+    search();
     const auto took = std::chrono::steady_clock::now() - start;
 
     EXPECT_EQ(computer.broadcast.count, 1);
-    EXPECT_EQ(computer.broadcast.ips.get(1), studio.net.unitAddress(1));
-    EXPECT_EQ(computer.broadcast.lastIp.get(), studio.net.unitAddress(1));
-    EXPECT_EQ(computer.global.alertIps.get(1), studio.net.unitAddress(1));
+    EXPECT_EQ(computer.broadcast.ips.get(1), address(1));
+    EXPECT_EQ(computer.broadcast.lastIp.get(), address(1));
+    EXPECT_EQ(computer.global.alertIps.get(1), address(1));
     EXPECT_EQ(computer.global.alertIpCount, 1);
     EXPECT_FALSE(computer.global.broadcastRunning);
     // Loopback and the studio interface: a second of silence closes each.
@@ -150,78 +136,63 @@ TEST(BroadcastStudio, OneUnitOnOneInterface)
     EXPECT_EQ(countLines(log, "1:::Ended Broadcast To All Interfaces:::Broadcast.cpp:::"), 1) << log;
 }
 
-TEST(BroadcastStudio, AUnitAnsweringOnTwoInterfacesCountsOnce)
+TEST_F(BroadcastStudio, AUnitAnsweringOnTwoInterfacesCountsOnce)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_TRUE(studio.addSecondComputerInterface("10.77.0.2"));
-    auto* unit = studio.start(1, "MORVAN0001");
-    ASSERT_NE(unit, nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({}, 1));
+    ASSERT_TRUE(studio->addSecondComputerInterface("10.77.0.2"));
+    ASSERT_NE(studio->start(1, "MORVAN0001"), nullptr);
 
-    searchFrom(studio, computer);
+    search();
 
-    EXPECT_EQ(unit->discoveryReplies(), 2u) << "it answered on both interfaces";
+    EXPECT_EQ(unit(1).discoveryReplies(), 2u) << "it answered on both interfaces";
     EXPECT_EQ(computer.broadcast.count, 1);
-    EXPECT_EQ(computer.broadcast.ips.get(1), studio.net.unitAddress(1));
+    EXPECT_EQ(computer.broadcast.ips.get(1), address(1));
     EXPECT_EQ(computer.global.alertIpCount, 1);
 }
 
-TEST(BroadcastStudio, TenUnitsFillTheListWithNineAndAForeignDeviceIsIgnored)
+TEST_F(BroadcastStudio, TenUnitsFillTheListWithNineAndAForeignDeviceIsIgnored)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(11);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    for (auto* unit : startUnits(studio, 10))
-        ASSERT_NE(unit, nullptr);
-    ASSERT_NE(studio.start(11, "VLMEQ00011", "VELMORA EQ-2 00011"), nullptr);
-    Computer computer;
+    std::vector<std::string> serials;
+    for (int k = 1; k <= 10; ++k)
+        serials.push_back("MORVAN" + std::string(k < 10 ? "000" : "00") + std::to_string(k));
+    ASSERT_TRUE(startStudio(serials, 11));
+    ASSERT_NE(studio->start(11, "VLMEQ00011", "VELMORA EQ-2 00011"), nullptr);
 
-    searchFrom(studio, computer);
+    search();
 
     EXPECT_EQ(computer.broadcast.count, 9);
     for (int i = 1; i <= 9; ++i)
     {
         EXPECT_NE(computer.broadcast.names.get(i).find("MORVAN"), std::string::npos);
-        EXPECT_NE(computer.broadcast.ips.get(i), studio.net.unitAddress(11));
+        EXPECT_NE(computer.broadcast.ips.get(i), address(11));
     }
 }
 
-TEST(BroadcastStudio, WithoutAnyReplyTheLastResultsStay)
+TEST_F(BroadcastStudio, WithoutAnyReplyTheLastResultsStay)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    auto* unit = studio.start(1, "MORVAN0001");
-    ASSERT_NE(unit, nullptr);
-    Computer computer;
-    searchFrom(studio, computer);
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
+    search();
     ASSERT_EQ(computer.broadcast.count, 1);
 
-    ASSERT_EQ(unit->command("vanish").rfind("ok", 0), 0u);
-    searchFrom(studio, computer);
+    ASSERT_EQ(unit(1).command("vanish").rfind("ok", 0), 0u);
+    search();
     EXPECT_EQ(computer.broadcast.count, 0);
-    EXPECT_EQ(computer.broadcast.lastIp.get(), studio.net.unitAddress(1));
+    EXPECT_EQ(computer.broadcast.lastIp.get(), address(1));
     EXPECT_EQ(computer.broadcast.names.get(1), "MORVAN0001");
     EXPECT_EQ(computer.global.alertIpCount, 1);
 }
 
-TEST(BroadcastStudio, TwoSearchesOnOneObjectRunOneAfterTheOther)
+TEST_F(BroadcastStudio, TwoSearchesOnOneObjectRunOneAfterTheOther)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
 
     std::atomic<bool> secondDone{false};
     std::thread second;
-    ASSERT_TRUE(studio.onComputer(
+    ASSERT_TRUE(studio->onComputer(
         [&]
         {
             second = std::thread(
@@ -239,17 +210,13 @@ TEST(BroadcastStudio, TwoSearchesOnOneObjectRunOneAfterTheOther)
     EXPECT_EQ(countLines(computer.log(), "1:::Ended Broadcast To All Interfaces:::Broadcast.cpp:::"), 2);
 }
 
-TEST(BroadcastStudio, QuittingEndsASearchPromptly)
+TEST_F(BroadcastStudio, QuittingEndsASearchPromptly)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
 
     std::chrono::steady_clock::time_point quitAt;
-    ASSERT_TRUE(studio.onComputer(
+    ASSERT_TRUE(studio->onComputer(
         [&]
         {
             std::thread search([&] { computer.broadcast.BroadcastToAllInterfaces(); });

@@ -10,17 +10,10 @@ using TestEnvironment::readFile;
 
 namespace
 {
-const std::string defaultsWithSerial(const std::string& serial)
+std::string defaultsWithSerial(const std::string& serial)
 {
     return "Size = 0.1;\nKnob Resolution = 0;\nSerial = " + serial +
            ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n";
-}
-
-void search(StudioUnits& studio, Computer& computer)
-{
-    computer.global.deviceFinderRunning = 1;
-    ASSERT_TRUE(studio.onComputer(
-        [&] { runDeviceSearch(&computer.settings, &computer.tcp, &computer.broadcast, &computer.global); }));
 }
 
 bool anyAlert(const GlobalData& global)
@@ -29,67 +22,64 @@ bool anyAlert(const GlobalData& global)
            global.alertAllOccupied;
 }
 
-// A search on its own thread in the computer's namespace, for tests that interrupt it.
-class BackgroundSearch
-{
-public:
-    BackgroundSearch(StudioUnits& studio, Computer& computer)
-        : thread(
-              [&studio, &computer, this]
-              {
-                  morvane::test::ScopedNamespace in(studio.net.hostNamespace());
-                  entered = in.ok();
-                  if (entered)
-                      runDeviceSearch(&computer.settings, &computer.tcp, &computer.broadcast,
-                                      &computer.global);
-                  done = true;
-              })
-    {
-    }
-    ~BackgroundSearch() { join(); }
-    void join()
-    {
-        if (thread.joinable())
-            thread.join();
-    }
-    std::atomic<bool> entered{false}, done{false};
-
-private:
-    std::thread thread;
-};
-
-long long msSince(std::chrono::steady_clock::time_point start)
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
-        .count();
-}
-
-class DeviceFinderStudio : public ::testing::Test
+class DeviceFinderStudio : public StudioTest
 {
 protected:
-    void SetUp() override { TestEnvironment::newHome(); }
+    void search()
+    {
+        computer.global.deviceFinderRunning = 1;
+        ASSERT_TRUE(studio->onComputer([this] { runSearch(); }));
+    }
+    void runSearch()
+    {
+        runDeviceSearch(&computer.settings, &computer.tcp, &computer.broadcast, &computer.global);
+    }
+    void expectConnectedTo(int k, const std::string& serial)
+    {
+        EXPECT_TRUE(computer.global.connected);
+        EXPECT_FALSE(anyAlert(computer.global));
+        EXPECT_EQ(computer.global.deviceIp.get(), address(k));
+        EXPECT_EQ(computer.global.deviceSerial.get(), serial);
+        EXPECT_EQ(readFile(computer.instanceFolder() + "/IP.txt"), address(k));
+    }
+    // Quits a search on its own thread after `afterMs`; returns how long the rest took.
+    std::chrono::milliseconds quitSearchAfter(int afterMs)
+    {
+        computer.global.deviceFinderRunning = 1;
+        std::atomic<bool> entered{false};
+        std::thread running(
+            [this, &entered]
+            {
+                morvane::test::ScopedNamespace in(studio->net.hostNamespace());
+                entered = in.ok();
+                if (entered)
+                    runSearch();
+            });
+        std::this_thread::sleep_for(std::chrono::milliseconds(afterMs));
+        const auto quitAt = std::chrono::steady_clock::now();
+        computer.global.quitRequested = true;
+        running.join();
+        EXPECT_TRUE(entered);
+        EXPECT_FALSE(computer.global.connected);
+        EXPECT_EQ(computer.global.deviceFinderRunning, 0);
+        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                     quitAt);
+    }
 };
 } // namespace
 
 TEST_F(DeviceFinderStudio, FirstStartWithOneUnitFindsItByBroadcastAndRemembersIt)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
+    search();
 
-    search(studio, computer);
-
+    expectConnectedTo(1, "MORVAN0001");
     const auto& global = computer.global;
-    EXPECT_TRUE(global.connected);
     EXPECT_TRUE(global.checkMac);
     EXPECT_FALSE(global.deviceFinderBusy);
     EXPECT_EQ(global.deviceFinderRunning, 0);
-    EXPECT_FALSE(anyAlert(global));
-    EXPECT_EQ(global.deviceIp.get(), studio.net.unitAddress(1));
-    EXPECT_EQ(computer.tcp.getIp(), studio.net.unitAddress(1));
-    EXPECT_EQ(global.deviceSerial.get(), "MORVAN0001");
+    EXPECT_EQ(computer.tcp.getIp(), address(1));
     EXPECT_EQ(global.devicePort, 7001);
     EXPECT_EQ(computer.broadcast.count, 1);
 
@@ -97,27 +87,19 @@ TEST_F(DeviceFinderStudio, FirstStartWithOneUnitFindsItByBroadcastAndRemembersIt
     EXPECT_EQ(countLines(log, "-4:::CheckAndLoad Result:::DeviceFinder.cpp:::"), 1) << log;
     EXPECT_EQ(countLines(log, "35::: Mit Broadcast Device gefunden :::"), 1) << log;
     EXPECT_EQ(countLines(log, "1:::Start Broadcast To All Interfaces:::"), 1) << log;
-
-    EXPECT_EQ(readFile(computer.instanceFolder() + "/IP.txt"), studio.net.unitAddress(1));
     EXPECT_EQ(readFile(computer.instanceFolder() + "/GuiSettings.txt"), defaultsWithSerial("MORVAN0001"));
 }
 
 TEST_F(DeviceFinderStudio, TheStoredAddressIsTriedFirstAndNeedsNoBroadcast)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(2);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    ASSERT_NE(studio.start(2, "MORVAN0002"), nullptr);
-    Computer computer;
-    computer.storeAddress(studio.net.unitAddress(2));
+    ASSERT_TRUE(startStudio({"MORVAN0001", "MORVAN0002"}));
+    computer.storeAddress(address(2));
     computer.global.deviceSerial = "MORVAN0002";
+    search();
 
-    search(studio, computer);
-
-    EXPECT_TRUE(computer.global.connected);
+    expectConnectedTo(2, "MORVAN0002");
     EXPECT_TRUE(computer.global.deviceCheckIdle);
-    EXPECT_EQ(computer.global.deviceIp.get(), studio.net.unitAddress(2));
     const auto log = computer.log();
     EXPECT_EQ(countLines(log, "1:::CheckAndLoad Result:::"), 1) << log;
     EXPECT_EQ(countLines(log, "35:::Device gefunden :::"), 1) << log;
@@ -127,41 +109,25 @@ TEST_F(DeviceFinderStudio, TheStoredAddressIsTriedFirstAndNeedsNoBroadcast)
 TEST_F(DeviceFinderStudio, FirstStartWithTwoUnitsTakesTheFirstThatAnswersWithoutAsking)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(2);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    ASSERT_NE(studio.start(2, "MORVAN0002"), nullptr);
-    Computer computer;
-
-    search(studio, computer);
+    ASSERT_TRUE(startStudio({"MORVAN0001", "MORVAN0002"}));
+    search();
 
     ASSERT_EQ(computer.broadcast.count, 2);
-    const std::string first = computer.broadcast.ips.get(1);
-    EXPECT_TRUE(computer.global.connected);
-    EXPECT_FALSE(anyAlert(computer.global));
-    EXPECT_EQ(computer.global.deviceIp.get(), first);
-    const std::string serial = first == studio.net.unitAddress(1) ? "MORVAN0001" : "MORVAN0002";
-    EXPECT_EQ(computer.global.deviceSerial.get(), serial);
-    EXPECT_EQ(readFile(computer.instanceFolder() + "/IP.txt"), first);
+    const int first = computer.broadcast.ips.get(1) == address(1) ? 1 : 2;
+    const std::string serial = first == 1 ? "MORVAN0001" : "MORVAN0002";
+    expectConnectedTo(first, serial);
     EXPECT_EQ(readFile(computer.instanceFolder() + "/GuiSettings.txt"), defaultsWithSerial(serial));
 }
 
 TEST_F(DeviceFinderStudio, AUnitThatMovedIsTriedThreeTimesThenFoundByBroadcast)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
     computer.storeAddress("10.77.0.50"); // where the unit stood before
     computer.global.deviceSerial = "MORVAN0001";
+    search();
 
-    search(studio, computer);
-
-    EXPECT_TRUE(computer.global.connected);
-    EXPECT_FALSE(anyAlert(computer.global));
-    EXPECT_EQ(computer.global.deviceIp.get(), studio.net.unitAddress(1));
-    EXPECT_EQ(readFile(computer.instanceFolder() + "/IP.txt"), studio.net.unitAddress(1));
+    expectConnectedTo(1, "MORVAN0001");
     const auto log = computer.log();
     EXPECT_EQ(countLines(log, "-2:::CheckAndLoad Result:::"), 1) << log;
     const int failedTests = countLines(log, "2:::Timeout or error():::") +
@@ -175,14 +141,10 @@ TEST_F(DeviceFinderStudio, AUnitThatMovedIsTriedThreeTimesThenFoundByBroadcast)
 TEST_F(DeviceFinderStudio, AStoredAddressNowHeldByAnotherUnitAsksWhetherToTakeIt)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0002"), nullptr);
-    Computer computer;
-    computer.storeAddress(studio.net.unitAddress(1));
+    ASSERT_TRUE(startStudio({"MORVAN0002"}));
+    computer.storeAddress(address(1));
     computer.global.deviceSerial = "MORVAN0001";
-
-    search(studio, computer);
+    search();
 
     const auto& global = computer.global;
     EXPECT_TRUE(global.alertOneOther);
@@ -193,21 +155,16 @@ TEST_F(DeviceFinderStudio, AStoredAddressNowHeldByAnotherUnitAsksWhetherToTakeIt
     EXPECT_EQ(global.deviceSerial.get(), "MORVAN0001") << "only the answer may change the serial";
     EXPECT_EQ(global.wrongSerialNames.get(0), "MORVAN0002");
     EXPECT_EQ(computer.broadcast.names.get(1), "MORVAN0002");
-    EXPECT_EQ(computer.broadcast.lastIp.get(), studio.net.unitAddress(1));
+    EXPECT_EQ(computer.broadcast.lastIp.get(), address(1));
     EXPECT_EQ(countLines(computer.log(), "-1:::CheckAndLoad Result:::"), 1) << computer.log();
 }
 
 TEST_F(DeviceFinderStudio, SeveralUnitsNoneWithTheStoredSerialOfferTheChoice)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(2);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0002"), nullptr);
-    ASSERT_NE(studio.start(2, "MORVAN0003"), nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({"MORVAN0002", "MORVAN0003"}));
     computer.global.deviceSerial = "MORVAN0001";
-
-    search(studio, computer);
+    search();
 
     const auto& global = computer.global;
     EXPECT_TRUE(global.alertManyOthers);
@@ -228,18 +185,11 @@ TEST_F(DeviceFinderStudio, SeveralUnitsNoneWithTheStoredSerialOfferTheChoice)
 TEST_F(DeviceFinderStudio, SeveralUnitsWithoutAUsablePageAndNoSerialOfferTheChoice)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(2);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
+    ASSERT_TRUE(startStudio({"MORVAN0001", "MORVAN0002"}));
     for (int k = 1; k <= 2; ++k)
-    {
-        auto* unit = studio.start(k, "MORVAN000" + std::to_string(k));
-        ASSERT_NE(unit, nullptr);
-        unit->setFault(morvane::sim::Fault::Product,
-                       true); // answers the broadcast, its page is another product
-    }
-    Computer computer;
-
-    search(studio, computer);
+        unit(k).setFault(morvane::sim::Fault::Product,
+                         true); // answers the broadcast, its page is another product
+    search();
 
     EXPECT_TRUE(computer.global.alertMoreThenOne);
     EXPECT_FALSE(computer.global.connected);
@@ -249,37 +199,28 @@ TEST_F(DeviceFinderStudio, SeveralUnitsWithoutAUsablePageAndNoSerialOfferTheChoi
 TEST_F(DeviceFinderStudio, AForeignDeviceWithoutTheCodeIsIgnored)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(2);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    auto* foreign = studio.start(1, "VLMEQ00007", "VELMORA EQ-2 00007");
+    ASSERT_TRUE(startStudio({}, 2));
+    auto* foreign = studio->start(1, "VLMEQ00007", "VELMORA EQ-2 00007");
     ASSERT_NE(foreign, nullptr);
-    Computer computer;
-
-    search(studio, computer);
+    search();
     EXPECT_EQ(foreign->discoveryReplies(), 1u) << "it did answer";
     EXPECT_EQ(computer.broadcast.count, 0);
     EXPECT_FALSE(computer.global.connected);
     EXPECT_FALSE(computer.global.deviceFinderBusy) << "nothing found: the not-found page shows";
     EXPECT_FALSE(anyAlert(computer.global));
 
-    ASSERT_NE(studio.start(2, "MORVAN0002"), nullptr);
-    search(studio, computer);
+    ASSERT_NE(studio->start(2, "MORVAN0002"), nullptr);
+    search();
     EXPECT_EQ(computer.broadcast.count, 1);
-    EXPECT_TRUE(computer.global.connected);
-    EXPECT_EQ(computer.global.deviceIp.get(), studio.net.unitAddress(2));
+    expectConnectedTo(2, "MORVAN0002");
 }
 
 TEST_F(DeviceFinderStudio, OneUnitWithAShortPageEndsTheSearchWithoutAQuestion)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    auto* unit = studio.start(1, "MORVAN0001");
-    ASSERT_NE(unit, nullptr);
-    unit->setFault(morvane::sim::Fault::ShortDinfo, true);
-    Computer computer;
-
-    search(studio, computer);
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
+    unit(1).setFault(morvane::sim::Fault::ShortDinfo, true);
+    search();
 
     EXPECT_FALSE(computer.global.connected);
     EXPECT_FALSE(anyAlert(computer.global));
@@ -291,42 +232,18 @@ TEST_F(DeviceFinderStudio, OneUnitWithAShortPageEndsTheSearchWithoutAQuestion)
 TEST_F(DeviceFinderStudio, QuittingDuringTheBroadcastEndsTheSearchPromptly)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    Computer computer;
-    computer.global.deviceFinderRunning = 1;
-    BackgroundSearch running(studio, computer);
-    std::this_thread::sleep_for(std::chrono::milliseconds(400)); // inside the first one-second wait
-
-    const auto quitAt = std::chrono::steady_clock::now();
-    computer.global.quitRequested = true;
-    running.join();
-    EXPECT_TRUE(running.entered);
-    EXPECT_LT(msSince(quitAt), 500);
-    EXPECT_FALSE(computer.global.connected);
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
+    // Inside the first one-second wait.
+    EXPECT_LT(quitSearchAfter(400), std::chrono::milliseconds(500));
     EXPECT_FALSE(computer.global.broadcastRunning);
-    EXPECT_EQ(computer.global.deviceFinderRunning, 0);
 }
 
 TEST_F(DeviceFinderStudio, QuittingDuringTheConnectionTestsEndsTheSearchPromptly)
 {
     REQUIRE_STUDIO();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
-    Computer computer;
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
     computer.storeAddress("10.77.0.50");
-    computer.global.deviceFinderRunning = 1;
-    BackgroundSearch running(studio, computer);
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-
-    const auto quitAt = std::chrono::steady_clock::now();
-    computer.global.quitRequested = true;
-    running.join();
     // One connection test of at most a second may be under way.
-    EXPECT_LT(msSince(quitAt), 1300);
+    EXPECT_LT(quitSearchAfter(500), std::chrono::milliseconds(1300));
     EXPECT_EQ(computer.log().find("Start Broadcast"), std::string::npos);
-    EXPECT_FALSE(computer.global.connected);
-    EXPECT_EQ(computer.global.deviceFinderRunning, 0);
 }

@@ -9,18 +9,16 @@
 #include <cmath>
 #include <thread>
 
-TEST(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself)
+using ProcessorDiscovery = StudioTest;
+
+TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    auto* unit = studio.start(1, "MORVAN0001");
-    ASSERT_NE(unit, nullptr);
-    ASSERT_EQ(unit->command("set 3 768").rfind("ok", 0), 0u);
-    ASSERT_EQ(unit->command("set 0 250").rfind("ok", 0), 0u);
+    ASSERT_TRUE(startStudio({"MORVAN0001"}));
+    ASSERT_EQ(unit(1).command("set 3 768").rfind("ok", 0), 0u);
+    ASSERT_EQ(unit(1).command("set 0 250").rfind("ok", 0), 0u);
 
-    morvane::test::ScopedNamespace onComputer(studio.net.hostNamespace());
+    morvane::test::ScopedNamespace onComputer(studio->net.hostNamespace());
     ASSERT_TRUE(onComputer.ok());
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
@@ -30,7 +28,7 @@ TEST(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself
         [&] { return global->connected.load() && processor->isStatusReceived(); }, 20000);
     ASSERT_TRUE(running) << "connected " << global->connected << ", busy " << global->deviceFinderBusy;
     EXPECT_FALSE(global->deviceFinderBusy);
-    EXPECT_EQ(global->deviceIp.get(), studio.net.unitAddress(1));
+    EXPECT_EQ(global->deviceIp.get(), address(1));
     EXPECT_EQ(global->deviceSerial.get(), "MORVAN0001");
     EXPECT_EQ(global->devicePort, 7001);
 
@@ -38,21 +36,19 @@ TEST(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself
     ASSERT_TRUE(TestEnvironment::pumpUntil(
         [&] { return std::fabs(processor->getParameter(3) - 768.0f / 1023.0f) < 0.011f; }, 5000))
         << processor->getParameter(3);
-    const auto attack = unit->row(0);
+    const auto attack = unit(1).row(0);
     EXPECT_NEAR(processor->getParameter(1), float(attack.value - attack.min) / float(attack.max - attack.min),
                 0.011f);
 
     processor.reset();
 }
 
-TEST(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
+TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
+    ASSERT_TRUE(startStudio({}, 1));
 
-    morvane::test::ScopedNamespace onComputer(studio.net.hostNamespace());
+    morvane::test::ScopedNamespace onComputer(studio->net.hostNamespace());
     ASSERT_TRUE(onComputer.ok());
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
@@ -61,7 +57,7 @@ TEST(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
         [&] { return !global->deviceFinderBusy.load() && global->deviceFinderRunning.load() == 0; }, 15000));
     EXPECT_FALSE(global->connected);
 
-    ASSERT_NE(studio.start(1, "MORVAN0001"), nullptr);
+    ASSERT_NE(studio->start(1, "MORVAN0001"), nullptr);
     std::unique_ptr<juce::AudioProcessorEditor> editor(processor->createEditor());
     // What the OK button does with all four fields empty on the master.
     global->connected = false;
@@ -73,9 +69,8 @@ TEST(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
     ASSERT_TRUE(ended);
     EXPECT_TRUE(global->connected);
     EXPECT_EQ(global->deviceFinderRunning, 0);
-    EXPECT_EQ(global->deviceIp.get(), studio.net.unitAddress(1));
-    const auto log =
-        TestEnvironment::readFile(TestEnvironment::home() + "/.config/Velmora Audio Works/Morvane/Log.txt");
+    EXPECT_EQ(global->deviceIp.get(), address(1));
+    const auto log = computer.log();
     EXPECT_EQ(countLines(log, "0:::Find device from Editor started:::DeviceFinder.cpp:::"), 1) << log;
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return processor->isStatusReceived(); }, 10000));
 
@@ -83,23 +78,14 @@ TEST(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
     processor.reset();
 }
 
-TEST(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
+TEST_F(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
 {
     REQUIRE_STUDIO();
-    TestEnvironment::newHome();
-    StudioUnits studio(1);
-    ASSERT_TRUE(studio.ok()) << studio.net.error();
-    ASSERT_NE(studio.start(1, "MORVAN0002"), nullptr);
-    const std::string folder = TestEnvironment::home() + "/.config/Velmora Audio Works/Morvane/1";
-    {
-        Settings settings;
-        GlobalData stored(&settings);
-        stored.isMaster = true;
-        stored.deviceSerial = "MORVAN0001";
-        stored.safeGuiSettings();
-    }
+    ASSERT_TRUE(startStudio({"MORVAN0002"}));
+    computer.global.deviceSerial = "MORVAN0001";
+    computer.global.safeGuiSettings();
 
-    morvane::test::ScopedNamespace onComputer(studio.net.hostNamespace());
+    morvane::test::ScopedNamespace onComputer(studio->net.hostNamespace());
     ASSERT_TRUE(onComputer.ok());
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
@@ -113,7 +99,8 @@ TEST(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
     const auto start = std::chrono::steady_clock::now();
     processor.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
-    EXPECT_NE(TestEnvironment::readFile(folder + "/GuiSettings.txt").find("Serial = MORVAN0001;"),
+    EXPECT_NE(TestEnvironment::readFile(computer.instanceFolder() + "/GuiSettings.txt")
+                  .find("Serial = MORVAN0001;"),
               std::string::npos)
         << "an unanswered question changes no setting";
 }

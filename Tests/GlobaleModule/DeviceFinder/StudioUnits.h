@@ -11,6 +11,7 @@
 #include "TCPIP.h"
 #include "TestEnvironment.h"
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
@@ -104,6 +105,32 @@ struct Computer
     SafeAndLoad store{&settings, &global};
     TCPIP tcp{&store, &global, &settings};
     Broadcast broadcast{&global, settings.deviceCode};
+};
+
+// A case with a home of its own, one master's objects, and the studio once started.
+class StudioTest : public ::testing::Test
+{
+protected:
+    // Units with these serials in namespaces 1..n of a studio of at least `namespaces`.
+    ::testing::AssertionResult startStudio(const std::vector<std::string>& serials, int namespaces = 0)
+    {
+        studio = std::make_unique<StudioUnits>(std::max(namespaces, (int)serials.size()));
+        if (!studio->ok())
+            return ::testing::AssertionFailure() << studio->net.error();
+        for (std::size_t k = 1; k <= serials.size(); ++k)
+            if (studio->start((int)k, serials[k - 1]) == nullptr)
+                return ::testing::AssertionFailure() << "unit " << k << " did not start";
+        return ::testing::AssertionSuccess();
+    }
+    morvane::sim::Unit& unit(int k) { return *studio->units[(std::size_t)k - 1]; }
+    std::string address(int k) const { return studio->net.unitAddress(k); }
+
+    struct FreshHome
+    {
+        FreshHome() { TestEnvironment::newHome(); }
+    } home; // before every object that reads it
+    std::unique_ptr<StudioUnits> studio;
+    Computer computer;
 };
 
 // Lines of a log that carry this message, whole.
