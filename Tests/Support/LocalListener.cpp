@@ -37,6 +37,13 @@ std::vector<std::string> LocalListener::requests() const
     return received;
 }
 
+std::string LocalListener::httpAnswer(const std::string& body, const std::string& status)
+{
+    return "HTTP/1.1 " + status +
+           "\r\nContent-Type: text/plain\r\nContent-Length: " + std::to_string(body.size()) +
+           "\r\nConnection: close\r\n\r\n" + body;
+}
+
 void LocalListener::run()
 {
     std::vector<int> silent;
@@ -49,23 +56,14 @@ void LocalListener::run()
         if (client < 0)
             continue;
         ++acceptedCount;
-        if (mode == Mode::closeAtOnce)
+        if (mode == Mode::trickle)
+            trickleTo(client);
+        if (mode == Mode::closeAtOnce || mode == Mode::trickle)
         {
             ::close(client);
             continue;
         }
-        std::string request;
-        char buffer[1024];
-        for (int reads = 0; reads < 100 && request.find("\r\n\r\n") == std::string::npos; ++reads)
-        {
-            pollfd readable{client, POLLIN, 0};
-            if (::poll(&readable, 1, 1000) <= 0)
-                break;
-            const ssize_t n = ::recv(client, buffer, sizeof(buffer), 0);
-            if (n <= 0)
-                break;
-            request.append(buffer, (size_t)n);
-        }
+        const std::string request = readRequest(client);
         {
             std::lock_guard<std::mutex> guard(lock);
             received.push_back(request);
@@ -80,4 +78,35 @@ void LocalListener::run()
     }
     for (int fd : silent)
         ::close(fd);
+}
+
+std::string LocalListener::readRequest(int client) const
+{
+    std::string request;
+    char buffer[1024];
+    for (int reads = 0; reads < 100 && request.find("\r\n\r\n") == std::string::npos; ++reads)
+    {
+        pollfd readable{client, POLLIN, 0};
+        if (::poll(&readable, 1, 1000) <= 0)
+            break;
+        const ssize_t n = ::recv(client, buffer, sizeof(buffer), 0);
+        if (n <= 0)
+            break;
+        request.append(buffer, (size_t)n);
+    }
+    return request;
+}
+
+// Fast enough that curl's low-speed limit never gives up; ends by itself after 30 s.
+void LocalListener::trickleTo(int client)
+{
+    const std::string start = "HTTP/1.1 200 OK\r\nX-Pad: ";
+    ::send(client, start.data(), start.size(), MSG_NOSIGNAL);
+    for (int elapsed = 0; !stopping.load() && elapsed < 30000; elapsed += 5)
+    {
+        if (::send(client, "a", 1, MSG_NOSIGNAL) != 1)
+            return;
+        ++trickled;
+        ::usleep(5000);
+    }
 }

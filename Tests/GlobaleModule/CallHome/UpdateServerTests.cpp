@@ -1,7 +1,6 @@
 // The parts that the daily and the manual check share: address, reply cutting, and the
 // request's bounds against real loopback servers.
 #include "LocalListener.h"
-#include "TrickleServer.h"
 #include "UpdateHost.h"
 #include "UpdateServer.h"
 
@@ -12,21 +11,9 @@
 
 namespace
 {
-std::string httpAnswer(const std::string& body, const std::string& status = "200 OK")
-{
-    return "HTTP/1.1 " + status +
-           "\r\nContent-Type: text/plain\r\nContent-Length: " + std::to_string(body.size()) +
-           "\r\nConnection: close\r\n\r\n" + body;
-}
-
 std::string loopback(int port)
 {
     return "http://127.0.0.1:" + std::to_string(port);
-}
-
-double secondsSince(std::chrono::steady_clock::time_point start)
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 } // namespace
 
@@ -92,37 +79,42 @@ TEST(UpdateReply, ErrorsAndLinks)
 TEST(UpdateRequest, ReadsTheBodyAndRefusesHttpErrors)
 {
     const std::string body = R"({"v":"2_3_11","update":true,"link":"/dl/x.pkg"})";
+    struct Case
     {
-        LocalListener server(LocalListener::Mode::answer, httpAnswer(body));
+        LocalListener::Mode mode;
+        std::string answer;
+        int result;
+    };
+    const Case cases[] = {
+        {LocalListener::Mode::answer, LocalListener::httpAnswer(body), UpdateServer::received},
+        {LocalListener::Mode::answer, LocalListener::httpAnswer(body, "500 Internal Server Error"),
+         UpdateServer::errorStatus},
+        {LocalListener::Mode::closeAtOnce, "", UpdateServer::noStream},
+    };
+    for (const auto& entry : cases)
+    {
+        SCOPED_TRACE(entry.result);
+        LocalListener server(entry.mode, entry.answer);
         std::string reply;
-        EXPECT_EQ(UpdateServer::fetch(loopback(server.port()) + "/Plugin/Linux/1/2", reply),
-                  UpdateServer::received);
+        EXPECT_EQ(UpdateServer::fetch(loopback(server.port()) + "/Plugin/Linux/1/2", reply), entry.result);
+        if (entry.result != UpdateServer::received)
+            continue;
         EXPECT_EQ(reply, body);
         ASSERT_EQ(server.requests().size(), 1u);
         EXPECT_EQ(server.requests()[0].rfind("GET /Plugin/Linux/1/2 HTTP/1.1\r\n", 0), 0u);
-    }
-    {
-        LocalListener server(LocalListener::Mode::answer, httpAnswer(body, "500 Internal Server Error"));
-        std::string reply;
-        EXPECT_EQ(UpdateServer::fetch(loopback(server.port()) + "/x", reply), UpdateServer::errorStatus);
-    }
-    {
-        LocalListener server(LocalListener::Mode::closeAtOnce);
-        std::string reply;
-        EXPECT_EQ(UpdateServer::fetch(loopback(server.port()) + "/x", reply), UpdateServer::noStream);
     }
 }
 
 TEST(UpdateRequest, TricklingServerIsCancelledAtTheHardLimit)
 {
-    TrickleServer server;
+    LocalListener server(LocalListener::Mode::trickle);
     std::string reply;
     const auto start = std::chrono::steady_clock::now();
     const int result = UpdateServer::fetch(loopback(server.port()) + "/x", reply, {}, 2000, 1500);
-    const double seconds = secondsSince(start);
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::printf("trickling update server: cancelled after %.2f s, %d bytes received\n", seconds,
-                server.bytesSent());
+                server.bytesTrickled());
     EXPECT_EQ(result, UpdateServer::stopped);
-    EXPECT_GT(server.bytesSent(), 100); // it really kept curl busy
+    EXPECT_GT(server.bytesTrickled(), 100); // it really kept curl busy
     EXPECT_LT(seconds, 4.0);
 }
