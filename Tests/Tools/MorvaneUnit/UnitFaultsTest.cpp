@@ -9,16 +9,9 @@ using namespace morvane::test;
 
 namespace
 {
-class UnitFaults : public ::testing::Test
+class UnitFaults : public UnitCase<4>
 {
 protected:
-    void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }
-
-    HttpReply get(const std::string& path, bool singleRead = false)
-    {
-        return httpGet(cfg.address, cfg.httpPort, path, singleRead);
-    }
-
     // Sends a request on fd; true when the server closes within ms without sending a byte.
     static bool closedWithoutAByte(int fd, int ms)
     {
@@ -45,9 +38,6 @@ protected:
             ::send(fd, request.data(), request.size(), MSG_NOSIGNAL);
         return fd;
     }
-
-    sim::UnitConfig cfg = loopbackConfig(4);
-    sim::Unit unit{cfg};
 };
 
 TEST_F(UnitFaults, RefusedClosesThePortUntilSwitchedOff)

@@ -8,27 +8,22 @@ using namespace morvane::test;
 
 namespace
 {
-class UnitPages : public ::testing::Test
+class UnitPages : public UnitCase<1>
 {
 protected:
-    void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }
-
-    std::string get(const std::string& path, bool singleRead = false)
+    std::string fetch(const std::string& path, bool singleRead = false)
     {
-        const HttpReply r = httpGet(cfg.address, cfg.httpPort, path, singleRead);
+        const HttpReply r = get(path, singleRead);
         EXPECT_EQ(r.code, 1) << path;
         return r.text;
     }
 
     static std::string body(const std::string& page) { return page.substr(page.find("\r\n\r\n") + 4); }
-
-    sim::UnitConfig cfg = loopbackConfig(1);
-    sim::Unit unit{cfg};
 };
 
 TEST_F(UnitPages, DinfoGivesSerialNameAndMacAtTheCutOffsets)
 {
-    const std::string page = get("/dinfo", true); // one read, as the serial check does
+    const std::string page = fetch("/dinfo", true); // one read, as the serial check does
     EXPECT_GE(page.size(), 200u);
     EXPECT_EQ(page.find("Error 404"), std::string::npos);
     EXPECT_EQ(body(page).rfind("{SNR: \"", 0), 0u) << "the serial is the first entry";
@@ -50,7 +45,7 @@ TEST_F(UnitPages, DinfoGivesSerialNameAndMacAtTheCutOffsets)
 
 TEST_F(UnitPages, InfoIsTheStatusMessageWithThePortAdded)
 {
-    const std::string page = get("/info");
+    const std::string page = fetch("/info");
     EXPECT_EQ(page.find('{'), page.find("\r\n\r\n") + 4) << "nothing but headers before the message";
     EXPECT_NE(page.find("\"port\": "), std::string::npos);
     EXPECT_EQ(std::atoi(cut(page, "port", 7, 5).c_str()), cfg.statusPort);
@@ -61,15 +56,15 @@ TEST_F(UnitPages, InfoIsTheStatusMessageWithThePortAdded)
 
 TEST_F(UnitPages, BalanceIsReadAndWritten)
 {
-    get("/balance?2.5");
-    std::string page = get("/balance", true);
+    fetch("/balance?2.5");
+    std::string page = fetch("/balance", true);
     EXPECT_GT(page.find("e\": "), 0u);
     EXPECT_NE(page.find("\"balance\": \"2.5\""), std::string::npos);
     EXPECT_FLOAT_EQ(std::strtof(cut(page, "e\": ", 5, 5).c_str(), nullptr), 2.5f);
 
-    get("/balance?abc");
-    get("/balance?-3");
-    page = get("/balance", true);
+    fetch("/balance?abc");
+    fetch("/balance?-3");
+    page = fetch("/balance", true);
     EXPECT_FLOAT_EQ(std::strtof(cut(page, "e\": ", 5, 5).c_str(), nullptr), -3.0f);
 }
 
@@ -77,7 +72,7 @@ TEST_F(UnitPages, UnknownPagesHoldError404AfterTheFirstByte)
 {
     for (const char* path : {"/", "/index.html", "/infos", "/knobs?1/2", "/dinfo/x"})
     {
-        const std::string page = get(path, true);
+        const std::string page = fetch(path, true);
         EXPECT_NE(page.find("Error 404"), std::string::npos) << path;
         EXPECT_GT(page.find("Error 404"), 0u) << path;
     }
@@ -86,7 +81,7 @@ TEST_F(UnitPages, UnknownPagesHoldError404AfterTheFirstByte)
 
 TEST_F(UnitPages, KnobRequestOfOnePairIsApplied)
 {
-    get("/knob?3/512.25", true);
+    fetch("/knob?3/512.25", true);
     EXPECT_EQ(unit.row(3).value, 512);
     const auto writes = unit.knobWrites();
     ASSERT_EQ(writes.size(), 1u);
@@ -105,7 +100,7 @@ TEST_F(UnitPages, KnobRequestOfSeventeenPairsIsApplied)
         "/knob?" + std::to_string(pairs[0].first) + "/" + std::to_string(pairs[0].second) + ".5";
     for (size_t i = 1; i < pairs.size(); ++i)
         path += "/" + std::to_string(pairs[i].first) + "/" + std::to_string(pairs[i].second);
-    get(path, true);
+    fetch(path, true);
 
     EXPECT_EQ(unit.row(0).value, 251) << "the first value may carry a fraction";
     for (size_t i = 1; i < pairs.size(); ++i)
@@ -115,7 +110,7 @@ TEST_F(UnitPages, KnobRequestOfSeventeenPairsIsApplied)
 
 TEST_F(UnitPages, KnobValuesAreClampedAndMalformedPairsSkipped)
 {
-    get("/knob?2/5000/8/-7/5/200/14/0.7/10/17/x/3/23/5/99/1/12", true);
+    fetch("/knob?2/5000/8/-7/5/200/14/0.7/10/17/x/3/23/5/99/1/12", true);
     EXPECT_EQ(unit.row(2).value, 1023);
     EXPECT_EQ(unit.row(8).value, 0);
     EXPECT_EQ(unit.row(5).value, 255) << "auto gain knows only 0 and 255";
@@ -132,29 +127,12 @@ TEST_F(UnitPages, KnobValuesAreClampedAndMalformedPairsSkipped)
 TEST_F(UnitPages, HighGainIsWrittenAndAHeldRowKeepsThePanelValue)
 {
     unit.command("turn 2 700");
-    get("/knob?2/100/3/200/22/1", true);
+    fetch("/knob?2/100/3/200/22/1", true);
     EXPECT_EQ(unit.row(2).value, 700);
     EXPECT_TRUE(unit.row(2).held);
     EXPECT_EQ(unit.row(3).value, 200);
     EXPECT_EQ(unit.row(22).value, 1);
     EXPECT_FALSE(unit.knobWrites().front().accepted);
     EXPECT_NE(readFile(cfg.logPath).find("KNOB 2 100 ignored, held on the panel"), std::string::npos);
-}
-
-TEST(UnitPort80, ServesTheDefaultPortAsRoot)
-{
-    if (::geteuid() != 0)
-    {
-        if (std::getenv("CI"))
-            FAIL() << "port 80 needs root";
-        GTEST_SKIP() << "port 80 needs root";
-    }
-    sim::UnitConfig cfg = loopbackConfig(2);
-    cfg.httpPort = 80;
-    sim::Unit unit(cfg);
-    ASSERT_TRUE(unit.start()) << unit.startError();
-    const HttpReply r = httpGet(cfg.address, 80, "/dinfo", true);
-    ASSERT_EQ(r.code, 1);
-    EXPECT_EQ(cut(r.text, "{SNR: ", 7, 10), cfg.serial);
 }
 } // namespace

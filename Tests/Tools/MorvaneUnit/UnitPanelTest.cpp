@@ -8,14 +8,7 @@ using namespace morvane::test;
 
 namespace
 {
-class UnitPanel : public ::testing::Test
-{
-protected:
-    void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }
-
-    sim::UnitConfig cfg = loopbackConfig(5);
-    sim::Unit unit{cfg};
-};
+using UnitPanel = UnitCase<5>;
 
 TEST_F(UnitPanel, TurningAControlHoldsItAndMovesItsValue)
 {
@@ -34,33 +27,26 @@ TEST_F(UnitPanel, TurningAControlHoldsItAndMovesItsValue)
     EXPECT_FALSE(unit.row(0).held || unit.row(1).held);
 }
 
-TEST_F(UnitPanel, ModeAndChannelModeShareRowTen)
+TEST_F(UnitPanel, CommandsSetTheirRowsWithinRange)
 {
-    unit.command("mode 5");
-    EXPECT_EQ(unit.row(10).value, 5);
-    unit.command("dual on");
-    EXPECT_EQ(unit.row(10).value, 17);
-    unit.command("mode 11");
-    EXPECT_EQ(unit.row(10).value, 23);
-    unit.command("dual off");
-    EXPECT_EQ(unit.row(10).value, 11);
+    struct Step
+    {
+        const char* command;
+        int row, value; // value -1: the row's maximum
+    };
+    // Mode and channel mode share row 10.
+    const Step steps[] = {
+        {"mode 5", 10, 5}, {"dual on", 10, 17}, {"mode 11", 10, 23},     {"dual off", 10, 11},
+        {"lamp", 14, 1},   {"lamp", 14, 0},     {"autogain on", 5, 255}, {"brightness 500", 7, -1},
+        {"meter 0", 6, 1}, {"meter 21", 6, 21},
+    };
+    for (const auto& step : steps)
+    {
+        unit.command(step.command);
+        const auto row = unit.row(step.row);
+        EXPECT_EQ(row.value, step.value < 0 ? row.max : step.value) << step.command;
+    }
     EXPECT_EQ(unit.command("mode 12").rfind("error:", 0), 0u);
-}
-
-TEST_F(UnitPanel, SwitchesBrightnessAndMeterKeepTheirRanges)
-{
-    unit.command("lamp");
-    EXPECT_EQ(unit.row(14).value, 1);
-    unit.command("lamp");
-    EXPECT_EQ(unit.row(14).value, 0);
-    unit.command("autogain on");
-    EXPECT_EQ(unit.row(5).value, 255);
-    unit.command("brightness 500");
-    EXPECT_EQ(unit.row(7).value, unit.row(7).max);
-    unit.command("meter 0");
-    EXPECT_EQ(unit.row(6).value, 1);
-    unit.command("meter 21");
-    EXPECT_EQ(unit.row(6).value, 21);
 }
 
 TEST_F(UnitPanel, TheProgramMovesTheNeedlesWithinRange)

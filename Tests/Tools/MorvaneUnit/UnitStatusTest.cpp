@@ -50,16 +50,16 @@ const std::regex
     exactMessage(R"(\{"\w+":\[(\[-?\d+, -?\d+, -?\d+, -?\d+, -?\d+\],){21})"
                  R"(\[-?\d+, -?\d+, -?\d+, -?\d+, -?\d+\]\],"comp":\[-?[\d.]+, -?[\d.]+\],"clip":-?\d+\})");
 
-class UnitStatus : public ::testing::Test
+class UnitStatus : public UnitCase<2>
 {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(receiver.ok());
-        ASSERT_TRUE(unit.start()) << unit.startError();
+        UnitCase::SetUp();
     }
 
-    void ask() { ASSERT_EQ(httpGet(cfg.address, cfg.httpPort, "/info").code, 1); }
+    void ask() { ASSERT_EQ(get("/info").code, 1); }
 
     Datagram next()
     {
@@ -75,8 +75,6 @@ protected:
         return next();
     }
 
-    sim::UnitConfig cfg = loopbackConfig(2);
-    sim::Unit unit{cfg};
     UdpPort receiver{"0.0.0.0", cfg.statusPort};
 };
 

@@ -63,6 +63,20 @@ uint16_t testPort(int offset);
 
 std::string readFile(const std::string& path);
 
+// A case with one started unit on loopback address number index.
+template <int index> class UnitCase : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }
+    HttpReply get(const std::string& path, bool singleRead = false)
+    {
+        return httpGet(cfg.address, cfg.httpPort, path, singleRead);
+    }
+
+    sim::UnitConfig cfg = loopbackConfig(index);
+    sim::Unit unit{cfg};
+};
+
 } // namespace morvane::test
 
 // Network namespaces need root. In CI (CI set) their tests must run, so missing root fails there.
