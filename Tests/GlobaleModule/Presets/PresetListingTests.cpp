@@ -94,31 +94,28 @@ TEST(PresetListing, TheRootIsListedIntoLevelZeroAtConstruction)
     ::unlink((root + "/Start.fxb").c_str());
 }
 
-TEST(PresetListing, AnEmptyFolderGivesOnePlaceholderRowWithItsLevel)
+TEST(PresetListing, AnEmptyOrUnopenableFolderGivesOnePlaceholderRowWithItsLevel)
 {
     const auto folder = freshFolder() + "/Empty Folder";
     makeFolder(folder);
+    for (const auto& path : {folder, folder + "/gone"})
+    {
+        SCOPED_TRACE(path);
+        Listing l;
+        l.list(path, 1);
+        auto& db = *l.listing.database;
+        EXPECT_TRUE(l.names(2).empty());
+        EXPECT_TRUE(l.listing.paths[2].isEmpty());
+        EXPECT_TRUE(l.flags(2).empty());
+        EXPECT_EQ(db.rowCount, 1);
+        EXPECT_EQ(db.rows[0].level, 2);
+        EXPECT_TRUE(db.rows[0].name.empty());
+        EXPECT_FALSE(db.rows[0].isFolder);
+        EXPECT_EQ(db.currentFolder, path);
+    }
     Listing l;
     l.list(folder, 1);
-    auto& db = *l.listing.database;
-    EXPECT_TRUE(l.names(2).empty());
-    EXPECT_TRUE(l.listing.paths[2].isEmpty());
-    EXPECT_TRUE(l.flags(2).empty());
     EXPECT_EQ(l.listing.folderNames[2], "Empty Folder");
-    EXPECT_EQ(db.rowCount, 1);
-    EXPECT_EQ(db.rows[0].level, 2);
-    EXPECT_TRUE(db.rows[0].name.empty());
-    EXPECT_FALSE(db.rows[0].isFolder);
-    EXPECT_EQ(db.currentFolder, folder);
-}
-
-TEST(PresetListing, AFolderThatCannotBeOpenedListsAsEmptyAtItsLevel)
-{
-    Listing l;
-    l.list(freshFolder() + "/gone", 0);
-    EXPECT_TRUE(l.names(1).empty());
-    EXPECT_EQ(l.listing.database->rowCount, 1);
-    EXPECT_EQ(l.listing.database->rows[0].level, 1);
 }
 
 TEST(PresetListing, NamesAreMatchedAsTheDirectoryGivesThem)

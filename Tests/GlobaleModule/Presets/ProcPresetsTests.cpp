@@ -18,24 +18,6 @@ using PresetTest::presetText;
 
 namespace
 {
-// Everything a preset may change, to tell "nothing changed" exactly.
-struct Observed
-{
-    std::vector<double> knobs;
-    std::vector<bool> hostChanged;
-    bool anyHostChange, restorePending, autoGainRequest, autoGainValue, dualMono, requestDualMono,
-        requestStereo, dualMonoEntered, dualMonoLeft;
-
-    bool operator==(const Observed& o) const
-    {
-        return knobs == o.knobs && hostChanged == o.hostChanged && anyHostChange == o.anyHostChange &&
-               restorePending == o.restorePending && autoGainRequest == o.autoGainRequest &&
-               autoGainValue == o.autoGainValue && dualMono == o.dualMono &&
-               requestDualMono == o.requestDualMono && requestStereo == o.requestStereo &&
-               dualMonoEntered == o.dualMonoEntered && dualMonoLeft == o.dualMonoLeft;
-    }
-};
-
 class ProcessorPresets : public testing::Test
 {
 protected:
@@ -92,24 +74,31 @@ protected:
         EXPECT_FALSE(global().savePresetRequest.load());
     }
 
-    Observed observe()
+    // Everything a preset may change, to tell "nothing changed" exactly.
+    std::vector<double> observe()
     {
-        Observed o;
-        for (int i = 0; i < MorvaneProcessor::knobTotal; ++i)
-            o.knobs.push_back(knob(i).getValue());
-        for (int i = 0; i < 40; ++i)
-            o.hostChanged.push_back(global().hostChanged[i].load());
         auto& g = global();
-        o.anyHostChange = g.anyHostChange;
-        o.restorePending = processor->isRestorePending();
-        o.autoGainRequest = g.autoGainRequest;
-        o.autoGainValue = g.autoGainValue;
-        o.dualMono = g.dualMono;
-        o.requestDualMono = g.requestDualMono;
-        o.requestStereo = g.requestStereo;
-        o.dualMonoEntered = g.dualMonoEntered;
-        o.dualMonoLeft = g.dualMonoLeft;
+        std::vector<double> o;
+        for (int i = 0; i < MorvaneProcessor::knobTotal; ++i)
+            o.push_back(knob(i).getValue());
+        for (int i = 0; i < 40; ++i)
+            o.push_back(g.hostChanged[i].load());
+        for (bool flag : {g.anyHostChange.load(), processor->isRestorePending(), g.autoGainRequest.load(),
+                          g.autoGainValue.load(), g.dualMono.load(), g.requestDualMono.load(),
+                          g.requestStereo.load(), g.dualMonoEntered.load(), g.dualMonoLeft.load()})
+            o.push_back(flag);
         return o;
+    }
+
+    // The replace question is held here; the test gives the answer.
+    void holdQuestion()
+    {
+        ReplaceQuestion::setAsker(
+            [this](const juce::String& title, const juce::String& message, ReplaceQuestion::Answer answer)
+            {
+                questions.emplace_back(title, message);
+                pending = std::move(answer);
+            });
     }
 
     // A session state with every knob at 0.3: restorePending goes up while no unit is there.
@@ -134,6 +123,8 @@ protected:
     }
 
     std::unique_ptr<MorvaneProcessor> processor = std::make_unique<MorvaneProcessor>();
+    std::vector<std::pair<juce::String, juce::String>> questions;
+    ReplaceQuestion::Answer pending;
 };
 } // namespace
 
@@ -174,7 +165,7 @@ TEST_F(ProcessorPresets, ARootTagOnlyAtTheFirstByteIsNotLoaded)
 {
     const auto before = observe();
     loadText("<Root><Knob3>0.5</Knob3><Knob4>0.5</Knob4></Root>");
-    EXPECT_TRUE(observe() == before);
+    EXPECT_EQ(observe(), before);
     // One byte in front of it is enough.
     loadText(" <Root><Knob3>0.5</Knob3></Root>");
     EXPECT_NEAR(knob(3).getValue(), 0.5, 1e-6);
@@ -186,11 +177,11 @@ TEST_F(ProcessorPresets, NineteenZerosAreAnEmptyPresetWhileTheOptionIsOn)
     ASSERT_TRUE(global().zeroPreset.load());
     const auto before = observe();
     loadText(presetWithZeros(19));
-    EXPECT_TRUE(observe() == before);
+    EXPECT_EQ(observe(), before);
     // Negative values count as zero.
     loadText(presetText({"-1", "-1", "0", "0", "0", "0", "0", "0", "0", "0",
                          "0",  "0",  "0", "0", "0", "0", "0", "0", "0", "0.5"}));
-    EXPECT_TRUE(observe() == before);
+    EXPECT_EQ(observe(), before);
 
     loadText(presetWithZeros(18));
     EXPECT_NEAR(knob(0).getValue(), 0.0, 1e-6);
@@ -201,14 +192,13 @@ TEST_F(ProcessorPresets, NineteenZerosAreAnEmptyPresetWhileTheOptionIsOn)
 TEST_F(ProcessorPresets, WithTheOptionOffEvenZerosAreApplied)
 {
     global().zeroPreset = false;
-    setKnobs(std::vector<double>(20, 0.3));
-    loadText(presetWithZeros(19));
-    for (int i = 0; i < 19; ++i)
-        EXPECT_DOUBLE_EQ(knob(i).getValue(), 0.0) << i;
-    setKnobs(std::vector<double>(20, 0.3));
-    loadText(presetWithZeros(20));
-    for (int i = 0; i < 20; ++i)
-        EXPECT_DOUBLE_EQ(knob(i).getValue(), 0.0) << i;
+    for (int zeros : {19, 20})
+    {
+        setKnobs(std::vector<double>(20, 0.3));
+        loadText(presetWithZeros(zeros));
+        for (int i = 0; i < zeros; ++i)
+            EXPECT_DOUBLE_EQ(knob(i).getValue(), 0.0) << zeros << " zeros, knob " << i;
+    }
 }
 
 TEST_F(ProcessorPresets, AutoGainAndDualMonoInAPresetSwitchThem)
@@ -274,20 +264,18 @@ TEST_F(ProcessorPresets, FilesWithoutAPresetChangeNothing)
     for (const auto& content : {noise, truncated, std::string(), deep})
     {
         loadText(content);
-        EXPECT_TRUE(observe() == before) << content.substr(0, 40);
+        EXPECT_EQ(observe(), before) << content.substr(0, 40);
     }
     load(freshFolder() + "/missing.fxb");
     load(freshFolder());
-    EXPECT_TRUE(observe() == before);
+    EXPECT_EQ(observe(), before);
 }
 
 TEST_F(ProcessorPresets, ARequestIsServedOnceAtTheNextTick)
 {
     const auto path = freshFolder() + "/once.fxb";
     makeFile(path, "x<Root><Knob3>0.5</Knob3></Root>");
-    global().loadPath = path;
-    global().loadRequest = true;
-    processor->timerCallback();
+    load(path);
     EXPECT_NEAR(knob(3).getValue(), 0.5, 1e-6);
     knob(3).setValue(0.1, juce::dontSendNotification);
     processor->timerCallback();
@@ -328,14 +316,7 @@ TEST_F(ProcessorPresets, ANameWithTheExtensionInTheMiddleIsKeptAsItIs)
 
 TEST_F(ProcessorPresets, AnExistingFileAsksAndCancelKeepsItsBytes)
 {
-    std::vector<std::pair<juce::String, juce::String>> questions;
-    ReplaceQuestion::Answer pending;
-    ReplaceQuestion::setAsker(
-        [&](const juce::String& title, const juce::String& message, ReplaceQuestion::Answer answer)
-        {
-            questions.emplace_back(title, message);
-            pending = std::move(answer);
-        });
+    holdQuestion();
     const auto path = freshFolder() + "/Existing.fxb";
     const std::string old = presetText({"0.1", "0.2"});
     makeFile(path, old);
@@ -354,9 +335,7 @@ TEST_F(ProcessorPresets, AnExistingFileAsksAndCancelKeepsItsBytes)
 
 TEST_F(ProcessorPresets, OkWritesTheKnobsAsTheyStandAtTheAnswer)
 {
-    ReplaceQuestion::Answer pending;
-    ReplaceQuestion::setAsker([&](const juce::String&, const juce::String&, ReplaceQuestion::Answer answer)
-                              { pending = std::move(answer); });
+    holdQuestion();
     const auto path = freshFolder() + "/Existing.fxb";
     makeFile(path, presetText({"0.1"}));
     setKnobs(std::vector<double>(20, 0.25));
@@ -373,9 +352,7 @@ TEST_F(ProcessorPresets, OkWritesTheKnobsAsTheyStandAtTheAnswer)
 
 TEST_F(ProcessorPresets, AnAnswerAfterTheProcessorWentTouchesNothing)
 {
-    ReplaceQuestion::Answer pending;
-    ReplaceQuestion::setAsker([&](const juce::String&, const juce::String&, ReplaceQuestion::Answer answer)
-                              { pending = std::move(answer); });
+    holdQuestion();
     const auto path = freshFolder() + "/Existing.fxb";
     const std::string old = presetText({"0.1"});
     makeFile(path, old);
@@ -388,14 +365,12 @@ TEST_F(ProcessorPresets, AnAnswerAfterTheProcessorWentTouchesNothing)
 
 TEST_F(ProcessorPresets, NoQuestionAndNoFileForAMissingFolderOrAFolderPath)
 {
-    int asked = 0;
-    ReplaceQuestion::setAsker([&](const juce::String&, const juce::String&, ReplaceQuestion::Answer)
-                              { ++asked; });
+    holdQuestion();
     const auto folder = freshFolder();
     save(folder + "//missing/x.fxb");
     PresetTest::makeFolder(folder + "/dir.fxb");
     save(folder + "//dir.fxb");
-    EXPECT_EQ(asked, 0);
+    EXPECT_TRUE(questions.empty());
     EXPECT_TRUE(global().presetSaved.load());
     EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"dir.fxb"});
 }
