@@ -4,6 +4,7 @@
 #include "Settings.h"
 
 #include <dirent.h>
+#include <functional>
 #include <sys/stat.h>
 
 namespace
@@ -43,6 +44,26 @@ bool isFolderEntry(const dirent& entry, const std::string& folder)
 bool isPresetName(const std::string& name)
 {
     return !name.empty() && name[0] != '.' && name.find(".fxb") != std::string::npos;
+}
+
+// One pass over the folder in directory order: every entry that wanted accepts goes to take.
+// Returns how many were taken, -1 when the folder won't open.
+int eachEntry(const std::string& path, const std::function<bool(const dirent&, const std::string&)>& wanted,
+              const std::function<void(const std::string&)>& take)
+{
+    Directory directory(path);
+    if (directory.handle == nullptr)
+        return -1;
+    int taken = 0;
+    while (const dirent* entry = ::readdir(directory.handle))
+    {
+        const std::string name = entry->d_name;
+        if (!wanted(*entry, name))
+            continue;
+        take(name);
+        ++taken;
+    }
+    return taken;
 }
 
 std::string lastPiece(const std::string& path)
@@ -92,34 +113,16 @@ void PresetListing::addEntry(int level, bool isFolder, const std::string& name, 
 
 int PresetListing::listFolders(const std::string& path, int level)
 {
-    Directory directory(path);
-    if (directory.handle == nullptr)
-        return -1;
-    int taken = 0;
-    while (const dirent* entry = ::readdir(directory.handle))
-    {
-        const std::string name = entry->d_name;
-        if (isDotOrDotDot(name) || !isFolderEntry(*entry, path))
-            continue;
-        addEntry(level, true, name, path + "/" + name);
-        ++taken;
-    }
-    return taken;
+    return eachEntry(
+        path,
+        [&path](const dirent& entry, const std::string& name)
+        { return !isDotOrDotDot(name) && isFolderEntry(entry, path); },
+        [&](const std::string& name) { addEntry(level, true, name, path + "/" + name); });
 }
 
 int PresetListing::listPresetFiles(const std::string& path, int level)
 {
-    Directory directory(path);
-    if (directory.handle == nullptr)
-        return -1;
-    int taken = 0;
-    while (const dirent* entry = ::readdir(directory.handle))
-    {
-        const std::string name = entry->d_name;
-        if (!isPresetName(name))
-            continue;
-        addEntry(level, false, name, path + "/" + name);
-        ++taken;
-    }
-    return taken;
+    return eachEntry(
+        path, [](const dirent&, const std::string& name) { return isPresetName(name); },
+        [&](const std::string& name) { addEntry(level, false, name, path + "/" + name); });
 }
