@@ -1,6 +1,6 @@
 #include "SyncRig.h"
 
-SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& serial)
+SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& serial, bool findable)
 {
     TestEnvironment::newHome();
     morvane::sim::UnitConfig config;
@@ -8,6 +8,8 @@ SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& 
     config.statusPort = (uint16_t)statusPort;
     config.serial = serial;
     config.periodMs = 40;
+    if (!findable)
+        config.discoveryPort = 14029;
     unit = std::make_unique<morvane::sim::Unit>(config);
     unit->start();
     processor = std::make_unique<MorvaneProcessor>();

@@ -16,8 +16,10 @@
 class SyncRig : private juce::AudioProcessorListener
 {
 public:
+    // A unit that is not findable stays out of the processor's own search: the test decides
+    // when connect() points the processor at it.
     explicit SyncRig(const std::string& address = "127.0.0.2", int statusPort = 7101,
-                     const std::string& serial = "MORVAN0001");
+                     const std::string& serial = "MORVAN0001", bool findable = true);
     ~SyncRig() override;
 
     // Waits for Running: connected and a status message taken over.

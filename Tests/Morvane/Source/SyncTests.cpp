@@ -17,11 +17,34 @@ float knob(SyncRig& rig, int index)
 {
     return (float)rig.processor->getKnob(index)->getValue();
 }
+
+class Sync : public ::testing::Test
+{
+protected:
+    // Running, settled, and with nothing recorded yet.
+    bool running()
+    {
+        if (!rig.connect())
+            return false;
+        rig.runCycles(4);
+        rig.clearRequests();
+        rig.clearHostHeard();
+        return true;
+    }
+    // Waits for the n-th knob request and checks that it holds part.
+    void expectRequest(std::size_t n, const std::string& part)
+    {
+        ASSERT_TRUE(rig.waitForRequests(n));
+        const auto line = rig.knobRequests()[n - 1];
+        EXPECT_TRUE(holds(line, part)) << line;
+    }
+
+    SyncRig rig;
+};
 } // namespace
 
-TEST(Sync, FirstStatusTakesEveryKnobFromTheUnit)
+TEST_F(Sync, FirstStatusTakesEveryKnobFromTheUnit)
 {
-    SyncRig rig;
     rig.unit->command("set 3 1023");
     rig.unit->command("set 8 150");
     rig.unit->command("mode 4");
@@ -40,12 +63,9 @@ TEST(Sync, FirstStatusTakesEveryKnobFromTheUnit)
     }
 }
 
-TEST(Sync, HostChangeReachesTheUnitAsOneRequest)
+TEST_F(Sync, HostChangeReachesTheUnitAsOneRequest)
 {
-    SyncRig rig;
-    ASSERT_TRUE(rig.connect());
-    rig.runCycles(4);
-    rig.clearRequests();
+    ASSERT_TRUE(running());
 
     rig.processor->setParameter(3, 0.5f);
     ASSERT_TRUE(rig.waitForRequests(1));
@@ -57,12 +77,9 @@ TEST(Sync, HostChangeReachesTheUnitAsOneRequest)
     EXPECT_NEAR(knob(rig, 3), 0.5f, 1e-6f);
 }
 
-TEST(Sync, TwoKnobsInOneCycleGoInOneUrl)
+TEST_F(Sync, TwoKnobsInOneCycleGoInOneUrl)
 {
-    SyncRig rig;
-    ASSERT_TRUE(rig.connect());
-    rig.runCycles(4);
-    rig.clearRequests();
+    ASSERT_TRUE(running());
 
     rig.processor->setParameter(3, 0.5f);
     rig.processor->setParameter(4, 0.25f);
@@ -73,9 +90,8 @@ TEST(Sync, TwoKnobsInOneCycleGoInOneUrl)
     EXPECT_TRUE(holds(requests[0], "/knob?3/511.5/8/150 ")) << requests[0];
 }
 
-TEST(Sync, ARestoredSessionGoesOutWholeAndValuesComeBackUnchanged)
+TEST_F(Sync, ARestoredSessionGoesOutWholeAndValuesComeBackUnchanged)
 {
-    SyncRig rig;
     rig.unit->command("set 3 191");
     rig.unit->command("set 18 190");
     rig.unit->command("set 12 91");
@@ -98,13 +114,9 @@ TEST(Sync, ARestoredSessionGoesOutWholeAndValuesComeBackUnchanged)
     EXPECT_EQ(std::count(path.begin(), path.end(), '/'), 34) << push;
 }
 
-TEST(Sync, ATurnOnThePanelMovesKnobAndHostAndSendsNothingBack)
+TEST_F(Sync, ATurnOnThePanelMovesKnobAndHostAndSendsNothingBack)
 {
-    SyncRig rig;
-    ASSERT_TRUE(rig.connect());
-    rig.runCycles(4);
-    rig.clearRequests();
-    rig.clearHostHeard();
+    ASSERT_TRUE(running());
 
     rig.unit->command("turn 3 800 400");
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return rig.global->deviceHeld[3].load(); }, 3000));
@@ -120,9 +132,8 @@ TEST(Sync, ATurnOnThePanelMovesKnobAndHostAndSendsNothingBack)
     EXPECT_EQ(rig.unit->row(3).value, 800);
 }
 
-TEST(Sync, AKnobTheUnitHoldsIsPutBack)
+TEST_F(Sync, AKnobTheUnitHoldsIsPutBack)
 {
-    SyncRig rig;
     ASSERT_TRUE(rig.connect());
     rig.unit->command("touch 8");
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return rig.global->deviceHeld[4].load(); }, 3000));
@@ -135,20 +146,16 @@ TEST(Sync, AKnobTheUnitHoldsIsPutBack)
     rig.unit->command("release 8");
 }
 
-TEST(Sync, LampClickGoesOnceAndHoldsForFiveCycles)
+TEST_F(Sync, LampClickGoesOnceAndHoldsForFiveCycles)
 {
-    SyncRig rig;
-    ASSERT_TRUE(rig.connect());
-    rig.runCycles(4);
-    rig.clearRequests();
+    ASSERT_TRUE(running());
     // The unit refuses the change while its own lamp button is held, so it keeps reporting 0.
     rig.unit->command("touch 14");
     auto* lamp = rig.processor->getLampTop();
     lamp->imageButtonState = 1;
     rig.global->lampValue = 1;
     rig.global->lampChanged = true;
-    ASSERT_TRUE(rig.waitForRequests(1));
-    EXPECT_TRUE(holds(rig.knobRequests()[0], "/knob?14/1 ")) << rig.knobRequests()[0];
+    expectRequest(1, "/knob?14/1 ");
 
     // A second click inside the hold is dropped.
     rig.global->lampChanged = true;
@@ -165,44 +172,33 @@ TEST(Sync, LampClickGoesOnceAndHoldsForFiveCycles)
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return lamp->imageButtonState.load() == 0; }, 3000));
 }
 
-TEST(Sync, HighGainGoesOutAndTheHostHearsTheInputsLater)
+TEST_F(Sync, HighGainGoesOutAndTheHostHearsTheInputsLater)
 {
-    SyncRig rig;
-    ASSERT_TRUE(rig.connect());
-    rig.runCycles(4);
-    rig.clearRequests();
-    rig.clearHostHeard();
+    ASSERT_TRUE(running());
     rig.global->highGainValue = true;
     rig.global->highGainRequest = true;
-    ASSERT_TRUE(rig.waitForRequests(1));
-    EXPECT_TRUE(holds(rig.knobRequests()[0], "/knob?22/1 ")) << rig.knobRequests()[0];
+    expectRequest(1, "/knob?22/1 ");
     EXPECT_TRUE(rig.hostHeard(0).empty());
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return !rig.hostHeard(9).empty(); }, 3000));
     EXPECT_FALSE(rig.hostHeard(0).empty());
     EXPECT_NEAR(rig.hostHeard(0).back(), 512.0f / 1023.0f, 0.001f);
 }
 
-TEST(Sync, ModeGoesOutWithTheChannelMode)
+TEST_F(Sync, ModeGoesOutWithTheChannelMode)
 {
-    SyncRig rig;
-    ASSERT_TRUE(rig.connect());
-    rig.runCycles(4);
-    rig.clearRequests();
+    ASSERT_TRUE(running());
 
     rig.processor->getKnob(2)->setValue(3.0);
-    ASSERT_TRUE(rig.waitForRequests(1));
-    EXPECT_TRUE(holds(rig.knobRequests().back(), "/knob?10/3 ")) << rig.knobRequests().back();
+    expectRequest(1, "/knob?10/3 ");
 
     rig.global->dualMono = true;
     rig.global->dualMonoEntered = true;
-    ASSERT_TRUE(rig.waitForRequests(2));
-    EXPECT_TRUE(holds(rig.knobRequests().back(), "/knob?10/15 ")) << rig.knobRequests().back();
+    expectRequest(2, "/knob?10/15 ");
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return rig.unit->row(10).value == 15; }, 2000));
 }
 
-TEST(Sync, TheProcessorFollowsTheUnitIntoDualMonoAndBack)
+TEST_F(Sync, TheProcessorFollowsTheUnitIntoDualMonoAndBack)
 {
-    SyncRig rig;
     ASSERT_TRUE(rig.connect());
     rig.runCycles(4);
     rig.unit->command("dual on");
@@ -213,8 +209,7 @@ TEST(Sync, TheProcessorFollowsTheUnitIntoDualMonoAndBack)
     rig.clearRequests();
     // A later mode move keeps the unit in dual mono.
     rig.processor->getKnob(2)->setValue(5.0);
-    ASSERT_TRUE(rig.waitForRequests(1));
-    EXPECT_TRUE(holds(rig.knobRequests().back(), "/knob?10/17 ")) << rig.knobRequests().back();
+    expectRequest(1, "/knob?10/17 ");
 
     rig.unit->command("dual off");
     rig.unit->command("touch 10");
@@ -222,24 +217,19 @@ TEST(Sync, TheProcessorFollowsTheUnitIntoDualMonoAndBack)
     rig.unit->command("release 10");
 }
 
-TEST(Sync, AutoGainGoesOutAsTheRowsSwitchAndStays)
+TEST_F(Sync, AutoGainGoesOutAsTheRowsSwitchAndStays)
 {
-    SyncRig rig;
-    ASSERT_TRUE(rig.connect());
-    rig.runCycles(4);
-    rig.clearRequests();
+    ASSERT_TRUE(running());
     rig.global->autoGainValue = true;
     rig.global->autoGainRequest = true;
-    ASSERT_TRUE(rig.waitForRequests(1));
-    EXPECT_TRUE(holds(rig.knobRequests()[0], "/knob?5/255 ")) << rig.knobRequests()[0];
+    expectRequest(1, "/knob?5/255 ");
     rig.runCycles(6);
     EXPECT_EQ(rig.knobRequests().size(), 1u);
     EXPECT_EQ(rig.unit->row(5).value, 255);
 }
 
-TEST(Sync, AChangeOfAddressSyncsFromTheNewUnit)
+TEST_F(Sync, AChangeOfAddressSyncsFromTheNewUnit)
 {
-    SyncRig rig;
     ASSERT_TRUE(rig.connect());
     morvane::sim::UnitConfig other;
     other.address = "127.0.0.3";
@@ -257,9 +247,8 @@ TEST(Sync, AChangeOfAddressSyncsFromTheNewUnit)
     second.stop();
 }
 
-TEST(Sync, ASilentUnitStaysConnectedAndAVanishedOneIsLost)
+TEST_F(Sync, ASilentUnitStaysConnectedAndAVanishedOneIsLost)
 {
-    SyncRig rig;
     ASSERT_TRUE(rig.connect());
     rig.unit->command("fault silent on");
     // Eleven misses of two seconds, then a connection test that passes.
