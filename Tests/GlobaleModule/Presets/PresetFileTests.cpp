@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 using PresetTest::freshFolder;
 using PresetTest::makeFile;
 
@@ -39,16 +37,6 @@ TEST(PresetFileFormat, ReplacingAFileLeavesNoTemporaryBehind)
     EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"again.fxb"});
 }
 
-TEST(PresetFileFormat, NoFileInAMissingFolderOrOverAFolder)
-{
-    const auto folder = freshFolder();
-    EXPECT_FALSE(PresetFile::write(*KnobDocument::make({0.5f}), folder + "/missing/x.fxb"));
-    PresetTest::makeFolder(folder + "/taken.fxb");
-    EXPECT_FALSE(PresetFile::write(*KnobDocument::make({0.5f}), folder + "/taken.fxb"));
-    EXPECT_FALSE(PresetFile::existsAsFile(folder + "/taken.fxb"));
-    EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"taken.fxb"});
-}
-
 TEST(PresetSavePath, TheExtensionIsAddedOnlyWhenTheNameHoldsNone)
 {
     EXPECT_EQ(PresetFile::savePathFor("/p", "Presetname"), "/p//Presetname.fxb");
@@ -77,34 +65,6 @@ TEST(PresetReader, TheTextEndsAtTheFirstZeroByte)
     const auto document = PresetFile::read(path);
     ASSERT_NE(document, nullptr);
     EXPECT_EQ(document->getNumChildElements(), 1);
-}
-
-TEST(PresetReader, FilesThatHoldNoPresetGiveNothing)
-{
-    const auto folder = freshFolder();
-    std::mt19937 random(7);
-    std::string noise(4096, '\0');
-    for (auto& c : noise)
-        c = (char)(random() & 0xff);
-    noise[100] = '<';
-    const std::string truncated = PresetTest::presetText({"0.5", "0.6", "0.7"}).substr(0, 70);
-
-    const std::pair<const char*, std::string> cases[] = {
-        {"empty.fxb", ""},
-        {"one.fxb", "<"},
-        {"noise.fxb", noise},
-        {"truncated.fxb", truncated},
-        {"noroot.fxb", "<?xml version=\"1.0\"?>\r\n<root><Knob0>1</Knob0></root>"},
-        {"attributes.fxb", "<?xml version=\"1.0\"?>\r\n<Root x=\"1\"><Knob0>1</Knob0></Root>"},
-        {"unclosed.fxb", "x<Root><Knob0>0.5</Knob0>"},
-    };
-    for (const auto& [name, content] : cases)
-    {
-        makeFile(folder + "/" + name, content);
-        EXPECT_EQ(PresetFile::read(folder + "/" + name), nullptr) << name;
-    }
-    EXPECT_EQ(PresetFile::read(folder + "/missing.fxb"), nullptr);
-    EXPECT_EQ(PresetFile::read(folder), nullptr);
 }
 
 TEST(PresetReader, DeepNestingAndOversizedFilesAreRefusedBeforeParsing)
