@@ -54,19 +54,6 @@ TEST(GlobalData, IpDigitsFollowTheAddress)
     }
 }
 
-TEST(GlobalData, GuiSettingsTextWithDefaults)
-{
-    Settings settings;
-    GlobalData global(&settings);
-    EXPECT_EQ(global.composeGuiSettings(),
-              "Size = 0.1;\nKnob Resolution = 0;\nSerial = ;\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
-    global.knobResolution = 99.9f;
-    global.deviceSerial = "MV00000001";
-    global.zeroPreset = false;
-    EXPECT_EQ(global.composeGuiSettings(), "Size = 0.1;\nKnob Resolution = 99;\nSerial = MV00000001;\nFPS = "
-                                           "30;\nZeroPreset = 0;\nMonoMode = 0;\n");
-}
-
 TEST(GlobalData, ListsIgnoreIndicesOutsideTheirBounds)
 {
     IpList list;
