@@ -33,34 +33,36 @@ protected:
 };
 } // namespace
 
-TEST_F(FinderPages, WithoutAStoredSerialThePageMustNameTheProductAndBeLongEnough)
+TEST_F(FinderPages, APageIsJudgedByProductLengthErrorAndStoredSerial)
 {
-    EXPECT_EQ(judge(pageOf(dinfoHead, 199)), -1);
-    EXPECT_EQ(judge(pageOf(dinfoHead, 200)), 1);
-    EXPECT_EQ(judge(pageOf("HTTP/1.1 200 OK\r\n\r\n{SNR: \"VLMEQ00007\", dname: \"EQ-2\"", 300)), -1);
-    EXPECT_NE(computer.log().find("101:::Error in CheckRightDevice, length is 199 returned = "),
-              std::string::npos);
-}
-
-TEST_F(FinderPages, ErrorPagesCountOnlyBehindTheFirstByte)
-{
-    EXPECT_EQ(judge(pageOf("Error 404 " + dinfoHead, 300)), 1);
-    EXPECT_EQ(judge(pageOf(dinfoHead + "Error 404", 300)), -1);
-    EXPECT_NE(computer.log().find("101:::Error in CheckRightDevice, find 404:::"), std::string::npos);
-}
-
-TEST_F(FinderPages, AStoredSerialNarrowsTheChoice)
-{
-    computer.global.deviceSerial = "MORVAN0042";
-    EXPECT_EQ(judge(pageOf(dinfoHead, 300)), 1);
-
-    computer.global.deviceSerial = "VLMEQ00007";
-    EXPECT_EQ(judge(pageOf("HTTP/1.1 200 OK\r\n\r\n{SNR: \"VLMEQ00007\", dname: \"EQ-2\"", 300)), -9);
-
-    computer.global.deviceSerial = "MORVAN0001";
-    EXPECT_EQ(judge(pageOf(dinfoHead, 300), 3), 2);
+    const std::string foreign = pageOf("HTTP/1.1 200 OK\r\n\r\n{SNR: \"VLMEQ00007\", dname: \"EQ-2\"", 300);
+    struct Case
+    {
+        const char* storedSerial;
+        std::string page;
+        int index, result;
+    };
+    const Case cases[] = {
+        {"", pageOf(dinfoHead, 199), 1, -1}, // too short
+        {"", pageOf(dinfoHead, 200), 1, 1},
+        {"", foreign, 1, -1},                              // not the product
+        {"", pageOf("Error 404 " + dinfoHead, 300), 1, 1}, // an error counts only behind the first byte
+        {"", pageOf(dinfoHead + "Error 404", 300), 1, -1},
+        {"MORVAN0042", pageOf(dinfoHead, 300), 1, 1},
+        {"VLMEQ00007", foreign, 1, -9},
+        {"MORVAN0001", pageOf(dinfoHead, 300), 3, 2}, // another unit of ours
+    };
+    for (const auto& entry : cases)
+    {
+        computer.global.deviceSerial = entry.storedSerial;
+        EXPECT_EQ(judge(entry.page, entry.index), entry.result)
+            << entry.storedSerial << " " << entry.page.size();
+    }
     EXPECT_EQ(computer.global.wrongSerialNames.get(2), "MORVAN Studio A")
         << "stored at the candidate's index - 1";
+    const auto log = computer.log();
+    EXPECT_NE(log.find("101:::Error in CheckRightDevice, length is 199 returned = "), std::string::npos);
+    EXPECT_NE(log.find("101:::Error in CheckRightDevice, find 404:::"), std::string::npos);
 }
 
 TEST_F(FinderPages, NoConnectionIsMinusTwo)

@@ -7,10 +7,23 @@
 #include "StudioUnits.h"
 
 #include <cmath>
+#include <sys/stat.h>
 #include <thread>
 
-using ProcessorDiscovery = StudioTest;
+namespace
+{
+bool exists(const std::string& path)
+{
+    struct stat info
+    {
+    };
+    return ::stat(path.c_str(), &info) == 0;
+}
 
+using ProcessorDiscovery = StudioTest;
+} // namespace
+
+// A first start also writes nothing until the unit is found; then both files stand in folder 1.
 TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself)
 {
     REQUIRE_STUDIO();
@@ -23,6 +36,11 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
     ASSERT_TRUE(global->isMaster);
+    const std::string folder = computer.instanceFolder();
+    // The search needs at least a second per interface before it can write anything.
+    EXPECT_FALSE(exists(folder + "/IP.txt"));
+    EXPECT_FALSE(exists(folder + "/GuiSettings.txt"));
+    EXPECT_TRUE(exists(folder)) << "the folders are made at once";
 
     const bool running = TestEnvironment::pumpUntil(
         [&] { return global->connected.load() && processor->isStatusReceived(); }, 20000);
@@ -31,6 +49,11 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
     EXPECT_EQ(global->deviceIp.get(), address(1));
     EXPECT_EQ(global->deviceSerial.get(), "MORVAN0001");
     EXPECT_EQ(global->devicePort, 7001);
+    EXPECT_EQ(TestEnvironment::readFile(folder + "/IP.txt"), address(1));
+    EXPECT_EQ(TestEnvironment::readFile(folder + "/GuiSettings.txt"),
+              "Size = 0.1;\nKnob Resolution = 0;\nSerial = MORVAN0001;\nFPS = 30;\nZeroPreset = 1;\nMonoMode "
+              "= 0;\n");
+    EXPECT_FALSE(exists(computer.instanceFolder(2)));
 
     // First status: the knobs take the unit's values.
     ASSERT_TRUE(TestEnvironment::pumpUntil(

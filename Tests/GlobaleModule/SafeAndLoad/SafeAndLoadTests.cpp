@@ -144,60 +144,60 @@ TEST_F(InstanceFiles, AFullFileIsAppliedAndRewrittenBeforeTheFrameRate)
                                    "30;\nZeroPreset = 0;\nMonoMode = 0;\n");
 }
 
-TEST_F(InstanceFiles, TheReadingIsByPositionNotByKey)
+// Each case reads into an instance that holds size 0.5, resolution 5, 50 frames, zero-preset
+// off and serial "before": what a value cannot give stays as it was.
+TEST_F(InstanceFiles, ValuesAreReadByPositionAndWhatIsNoValueKeepsTheOldOne)
 {
-    readBack(
-        "Serial = MORVAN0042;\nSize = 2;\nKnob Resolution = 7;\nZeroPreset = 0;\nFPS = 60;\nMonoMode = 0;\n");
-    EXPECT_FLOAT_EQ(global.guiSize, 0.1f) << "a serial is no size: the default stays";
-    EXPECT_FLOAT_EQ(global.knobResolution, 2.0f);
-    EXPECT_EQ(global.deviceSerial.get(), "7");
-    EXPECT_EQ(global.fps, 30) << "\"0\" is no frame rate";
-    EXPECT_TRUE(global.zeroPreset) << "the fifth value is \"60\"";
-}
-
-TEST_F(InstanceFiles, SmallValuesReadAsTheyAreWritten)
-{
-    readBack(
-        "Size = 0.1;\nKnob Resolution = 99.9;\nSerial = ;\nFPS = 30;\nZeroPreset = 00;\nMonoMode = 0;\n");
-    EXPECT_EQ(global.deviceSerial.get(), "") << "an empty serial: no stored unit";
-    EXPECT_FLOAT_EQ(global.knobResolution, 99.0f);
-    EXPECT_TRUE(global.zeroPreset) << "only exactly 0 turns it off";
-    EXPECT_NE(readFile(guiFile()).find("Knob Resolution = 99;\n"), std::string::npos);
-
-    readBack(defaults);
-    EXPECT_FLOAT_EQ(global.knobResolution, 0.0f) << "the default is written as 0: continuous knobs";
-}
-
-TEST_F(InstanceFiles, MissingOrJunkValuesKeepTheDefaults)
-{
-    readBack(
-        "Size = abc;\nKnob Resolution = ;\nSerial = MORVAN0042;\nFPS = 0;\nZeroPreset = 1;\nMonoMode = 0;\n");
-    EXPECT_FLOAT_EQ(global.guiSize, 0.1f);
-    EXPECT_FLOAT_EQ(global.knobResolution, 0.001f);
-    EXPECT_EQ(global.deviceSerial.get(), "MORVAN0042");
-    EXPECT_EQ(global.fps, 30);
-    EXPECT_EQ(global.frameInterval, 33);
-    EXPECT_FALSE(global.fpsChanged);
-
-    readBack("Size = 1e30;\nKnob Resolution = -40;\nSerial = x;\nFPS = -5;\nZeroPreset = 1;\n");
-    EXPECT_FLOAT_EQ(global.guiSize, 0.1f) << "beyond what the preferences can set";
-    EXPECT_FLOAT_EQ(global.knobResolution, 0.001f);
-    EXPECT_EQ(global.fps, 30);
-    EXPECT_FALSE(global.fpsChanged);
-}
-
-TEST_F(InstanceFiles, AShortFileLeavesTheLaterValuesEmpty)
-{
-    global.fps = 50;
-    global.zeroPreset = false;
-    readBack("Size = 2;\nKnob Resolution = 10;\n");
-    EXPECT_FLOAT_EQ(global.guiSize, 2.0f);
-    EXPECT_EQ(global.deviceSerial.get(), "");
-    EXPECT_TRUE(global.zeroPreset);
-    EXPECT_EQ(global.fps, 50) << "stays as it was";
-
-    readBack("no separators at all");
-    EXPECT_FLOAT_EQ(global.guiSize, 2.0f);
+    struct Case
+    {
+        const char* why;
+        std::string text;
+        float size, resolution;
+        const char* serial;
+        int fps;
+        const char* rewritten; // a line the file holds afterwards, or nullptr
+    };
+    const Case cases[] = {
+        {"by position: a serial is no size, \"0\" no frame rate, the fifth value is \"60\"",
+         "Serial = MORVAN0042;\nSize = 2;\nKnob Resolution = 7;\nZeroPreset = 0;\nFPS = 60;\nMonoMode = 0;\n",
+         0.5f, 2.0f, "7", 50, nullptr},
+        {"99.9 reads and writes as 99, an empty serial is no stored unit, only exactly 0 is off",
+         "Size = 0.1;\nKnob Resolution = 99.9;\nSerial = ;\nFPS = 30;\nZeroPreset = 00;\nMonoMode = 0;\n",
+         0.1f, 99.0f, "", 30, "Knob Resolution = 99;\n"},
+        {"the default resolution is written as 0: continuous knobs", defaults, 0.1f, 0.0f, "", 30, nullptr},
+        {"junk",
+         "Size = abc;\nKnob Resolution = ;\nSerial = MORVAN0042;\nFPS = 0;\nZeroPreset = 1;\nMonoMode = 0;\n",
+         0.5f, 5.0f, "MORVAN0042", 50, nullptr},
+        {"beyond what the preferences can set",
+         "Size = 1e30;\nKnob Resolution = -40;\nSerial = x;\nFPS = -5;\nZeroPreset = 1;\n", 0.5f, 5.0f, "x",
+         50, nullptr},
+        {"a short file leaves the later values empty", "Size = 2;\nKnob Resolution = 10;\n", 2.0f, 10.0f, "",
+         50, nullptr},
+        {"no separators at all", "no separators at all", 0.5f, 5.0f, "", 50, nullptr},
+    };
+    for (const auto& entry : cases)
+    {
+        SCOPED_TRACE(entry.why);
+        GlobalData before(&settings);
+        before.isMaster = true;
+        before.guiSize = 0.5f;
+        before.knobResolution = 5.0f;
+        before.fps = 50;
+        before.zeroPreset = false;
+        before.deviceSerial = "before";
+        SafeAndLoad reader(&settings, &before);
+        reader.makeInstanceFolder();
+        writeFile(guiFile(), entry.text);
+        reader.ReadGuiSettings();
+        EXPECT_FLOAT_EQ(before.guiSize, entry.size);
+        EXPECT_FLOAT_EQ(before.knobResolution, entry.resolution);
+        EXPECT_EQ(before.deviceSerial.get(), entry.serial);
+        EXPECT_EQ(before.fps, entry.fps);
+        EXPECT_TRUE(before.zeroPreset);
+        EXPECT_EQ(before.fpsChanged.load(), entry.fps != 50);
+        const std::string rewritten = entry.rewritten != nullptr ? entry.rewritten : "";
+        EXPECT_NE(readFile(guiFile()).find(rewritten), std::string::npos);
+    }
 }
 
 TEST_F(InstanceFiles, AMissingEmptyOrFolderFileChangesNothingAndMakesNoFile)
