@@ -109,6 +109,13 @@ protected:
         return TestEnvironment::readFile(SettingsPaths::applicationFolder() + "/" + folder + "/Log.txt");
     }
 
+    // The log of folder holds text within timeoutMs.
+    static bool logShows(const std::string& folder, const std::string& text, int timeoutMs)
+    {
+        return TestEnvironment::pumpUntil([&] { return log(folder).find(text) != std::string::npos; },
+                                          timeoutMs);
+    }
+
     static GlobalData* g(MorvaneProcessor* p) { return p->getGlobalData(); }
 
     static bool drives(MorvaneProcessor* p, int unit)
@@ -178,8 +185,7 @@ TEST_F(Instances, TheFirstIsMasterInFolderOneAndTheSecondIsSlaveTwo)
     EXPECT_EQ(g(first)->settingsFolder.get(), SettingsPaths::applicationFolder() + "/Morvane/1");
 
     // The slave registers: 1 goes to the master, 11 comes back, 3 asks for a unit.
-    EXPECT_TRUE(TestEnvironment::pumpUntil(
-        [&] { return log("Morvane").find("Accept Register Thread ended") != std::string::npos; }, 5000));
+    EXPECT_TRUE(logShows("Morvane", "Accept Register Thread ended", 5000));
     const auto lines = log("Morvane");
     EXPECT_NE(lines.find("Me is master"), std::string::npos);
     EXPECT_NE(lines.find("Plugin Count ist : 2"), std::string::npos);
@@ -347,8 +353,7 @@ TEST_F(Instances, ASlaveStartedBeforeTheFirstCheckStillGetsItsUnit)
     const int checksBefore = MasterDeviceChecker::completedChecks();
     auto* master = open();
     auto* slave = open();
-    ASSERT_TRUE(TestEnvironment::pumpUntil(
-        [&] { return log("Morvane").find("Receive Ip Thread ended") != std::string::npos; }, 10000));
+    ASSERT_TRUE(logShows("Morvane", "Receive Ip Thread ended", 10000));
     EXPECT_EQ(MasterDeviceChecker::completedChecks(), checksBefore);
     EXPECT_FALSE(g(slave)->connected.load()) << "nothing was offered yet";
     EXPECT_TRUE(g(slave)->deviceFinderBusy.load());
@@ -366,14 +371,9 @@ TEST_F(Instances, WithoutAMasterSlavesWorkAloneAndCloseAtOnce)
     // No unit: the master never connects, so the slave waits for an offer.
     auto* master = open();
     auto* slave = open();
-    ASSERT_TRUE(TestEnvironment::pumpUntil(
-        [&] { return log("Morvane").find("IP's zur abgabe bereit, geht an : 2") != std::string::npos; },
-        10000));
+    ASSERT_TRUE(logShows("Morvane", "IP's zur abgabe bereit, geht an : 2", 10000));
     close(master);
-    EXPECT_TRUE(TestEnvironment::pumpUntil(
-        [&]
-        { return log("PluginCommunication").find("Work alone, the master has gone") != std::string::npos; },
-        3000));
+    EXPECT_TRUE(logShows("PluginCommunication", "Work alone, the master has gone", 3000));
     // The slave now searches itself.
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return g(slave)->deviceFinderRunning.load() == 1; }, 3000));
 
@@ -399,9 +399,7 @@ TEST_F(Instances, FromNumberTwentyOnInstancesWorkAlone)
     EXPECT_NE(log("PluginCommunication").find("Work alone, instance number beyond the mailbox"),
               std::string::npos);
     // The nineteen others still register with the master.
-    EXPECT_TRUE(TestEnvironment::pumpUntil(
-        [&] { return log("Morvane").find("IP's zur abgabe bereit, geht an : 19") != std::string::npos; },
-        20000));
+    EXPECT_TRUE(logShows("Morvane", "IP's zur abgabe bereit, geht an : 19", 20000));
     TestEnvironment::pump(200);
     // Closed in the order of making: the master first.
     while (!processors.empty())

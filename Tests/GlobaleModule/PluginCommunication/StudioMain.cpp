@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <functional>
 
 namespace
 {
@@ -25,6 +26,17 @@ bool enterNamespace(const std::string& name)
     const bool entered = ::setns(fd, CLONE_NEWNET) == 0;
     ::close(fd);
     return entered;
+}
+
+void forEachThread(const std::function<void(const std::string& task)>& visit)
+{
+    DIR* tasks = ::opendir("/proc/self/task");
+    if (tasks == nullptr)
+        return;
+    while (const dirent* entry = ::readdir(tasks))
+        if (entry->d_name[0] != '.')
+            visit(entry->d_name);
+    ::closedir(tasks);
 }
 } // namespace
 
@@ -64,26 +76,15 @@ std::unique_ptr<morvane::sim::Unit> startUnit(int k)
 std::string threadNames()
 {
     std::string names;
-    if (DIR* tasks = ::opendir("/proc/self/task"))
-    {
-        while (const dirent* entry = ::readdir(tasks))
-            if (entry->d_name[0] != '.')
-                names += TestEnvironment::readFile(std::string("/proc/self/task/") + entry->d_name + "/comm");
-        ::closedir(tasks);
-    }
+    forEachThread([&names](const std::string& task)
+                  { names += TestEnvironment::readFile("/proc/self/task/" + task + "/comm"); });
     return names;
 }
 
 int threadCount()
 {
     int count = 0;
-    if (DIR* tasks = ::opendir("/proc/self/task"))
-    {
-        while (const dirent* entry = ::readdir(tasks))
-            if (entry->d_name[0] != '.')
-                ++count;
-        ::closedir(tasks);
-    }
+    forEachThread([&count](const std::string&) { ++count; });
     return count;
 }
 } // namespace Studio
