@@ -73,16 +73,13 @@ TEST_F(UnitDiscovery, SeveralUnitsInOneProcessEachAnswerOnce)
     }
 }
 
-TEST_F(UnitDiscovery, ARequestToOneUnitsAddressIsAnsweredByItAlone)
+TEST_F(UnitDiscovery, ARequestToOneAddressIsAnsweredByThatUnitAloneAndOtherPayloadsByNone)
 {
     finder.sendTo(units[1]->config().address, port, request);
     const auto replies = collect(finder, 300);
     ASSERT_EQ(replies.size(), 1u);
     EXPECT_EQ(replies.begin()->first, units[1]->config().address);
-}
 
-TEST_F(UnitDiscovery, OtherPayloadsGetNoAnswer)
-{
     for (const char* other : {"Ciao Mac ist hie", "Ciao Mac ist hier!", "ciao mac ist hier"})
         finder.sendTo("127.0.0.1", port, other);
     EXPECT_TRUE(collect(finder, 300).empty());
@@ -188,20 +185,6 @@ TEST(UnitStudioNet, TheProgramRunsInANamespaceWithItsLogAndControlPipe)
     net.stop(pid);
     EXPECT_NE(readFile(log).find(" STOP "), std::string::npos) << "a signal ends it cleanly";
     std::remove(control.c_str());
-}
-
-TEST(UnitProgram, HelpListsTheOptionsAndTheLineCommands)
-{
-    std::string text;
-    FILE* p = ::popen((std::string(MORVANE_UNIT_EXE) + " --help").c_str(), "r");
-    ASSERT_NE(p, nullptr);
-    char buf[4096];
-    while (size_t n = std::fread(buf, 1, sizeof buf, p))
-        text.append(buf, n);
-    EXPECT_EQ(::pclose(p), 0);
-    for (const char* word : {"--address", "--http-port", "--status-port", "--serial", "--period-ms", "--log",
-                             "--control", "turn ROW VALUE", "fault NAME on|off"})
-        EXPECT_NE(text.find(word), std::string::npos) << word;
 }
 
 TEST(UnitStudioNet, TheScriptBuildsRunsAndTearsDown)

@@ -70,15 +70,11 @@ TEST_F(UnitPanel, TheProgramMovesTheNeedlesWithinRange)
     EXPECT_FALSE(unit.panel().program()) << "a fixed value ends the program";
 }
 
-TEST_F(UnitPanel, BadCommandsAnswerWithAnErrorAndHelpListsEverything)
+TEST_F(UnitPanel, BadCommandsAnswerWithAnErrorAndAreLogged)
 {
     for (const char* bad : {"frobnicate", "turn 99 1", "turn 2", "fault nosuch on", "fault slow maybe",
                             "dual maybe", "period 0"})
         EXPECT_EQ(unit.command(bad).rfind("error:", 0), 0u) << bad;
-    const std::string help = unit.command("help");
-    for (const char* word : {"turn", "release", "mode", "dual", "lamp", "comp", "clip", "brightness", "meter",
-                             "program", "fault", "vanish", "return", "shortdinfo", "oversized"})
-        EXPECT_NE(help.find(word), std::string::npos) << word;
     const std::string status = unit.command("status");
     EXPECT_NE(status.find("row 22 value 0 min 0 max 1"), std::string::npos);
     EXPECT_NE(readFile(cfg.logPath).find("COMMAND turn 99 1 -> error:"), std::string::npos);
