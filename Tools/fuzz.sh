@@ -2,14 +2,14 @@
 # Runs the fuzz targets, each for SECONDS seconds (default 20), all of them or those named
 # (status device-pages broadcast-reply gui-settings ip-file preset-file session-state
 # update-reply). They come from the address build (Tools/run-hardening.sh makes it; another
-# folder with MORVANE_FUZZ_BUILD=<folder>). Each starts from its seeds in
+# folder with MORVANE_FUZZ_BUILD=<folder>, or its parent with MORVANE_HARDENING_BUILDS). Each starts from its seeds in
 # Tests/Hardening/corpus/<target>; what it learns stays in <build>/fuzz-corpus, and a
 # finding is written to <build>/fuzz-findings/<target>/ and makes the script fail.
 set -euo pipefail
 here="$(cd "$(dirname "$0")/.." && pwd)"
 seconds="${1:-20}"
 shift || true
-build="${MORVANE_FUZZ_BUILD:-$here/build-asan}"
+build="${MORVANE_FUZZ_BUILD:-${MORVANE_HARDENING_BUILDS:-$here}/build-asan}"
 seeds="$here/Tests/Hardening/corpus"
 
 if [ "$#" -gt 0 ]; then
@@ -20,7 +20,9 @@ else
 fi
 
 # Leaks are findings too; the undefined-behaviour checks already end the run at the first.
-export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1}"
+# libFuzzer's link puts libstdc++ ahead of the shared sanitizer runtime; libstdc++ replaces
+# none of the functions the runtime intercepts, so the order does not matter here.
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:verify_asan_link_order=0}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1}"
 
 failed=0

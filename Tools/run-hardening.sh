@@ -4,9 +4,11 @@
 #               the whole test suite, then every fuzz target for SECONDS seconds (default 20)
 #   build-tsan  clang, ThreadSanitizer: only the threaded test programs (labels sync,
 #               discovery, instances: the loop, the search, the instances and the device watch)
-# Usage: Tools/run-hardening.sh [SECONDS]. Fails on the first unclean run.
+# Usage: Tools/run-hardening.sh [SECONDS]. Fails on the first unclean run. The build folders
+# stand beside Tools/ unless MORVANE_HARDENING_BUILDS names another parent folder.
 set -euo pipefail
 here="$(cd "$(dirname "$0")/.." && pwd)"
+builds="${MORVANE_HARDENING_BUILDS:-$here}"
 seconds="${1:-20}"
 supp="$here/Tests/Hardening"
 started=$(date +%s)
@@ -49,26 +51,26 @@ inBuild() {
 }
 
 phase "address build"
-"$here/Tools/build.sh" "$here/build-asan" "${clang[@]}" -DMORVANE_SANITIZE=address -DMORVANE_FUZZ=ON
+"$here/Tools/build.sh" "$builds/build-asan" "${clang[@]}" -DMORVANE_SANITIZE=address -DMORVANE_FUZZ=ON
 
 phase "whole suite under AddressSanitizer and UndefinedBehaviorSanitizer"
 ASAN_OPTIONS="detect_leaks=1:detect_stack_use_after_return=0" \
     LSAN_OPTIONS="suppressions=$supp/lsan.supp:print_suppressions=0" \
     UBSAN_OPTIONS="print_stacktrace=1" \
-    inBuild "$here/build-asan" ctest --output-on-failure -j2 --timeout 600
+    inBuild "$builds/build-asan" ctest --output-on-failure -j2 --timeout 600
 
 phase "thread build"
 export CCACHE_BASEDIR="$(dirname "$here")" CCACHE_NOHASHDIR=true
-cmake -S "$here" -B "$here/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=Release "${clang[@]}" \
+cmake -S "$here" -B "$builds/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=Release "${clang[@]}" \
     -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DMORVANE_SANITIZE=thread >/dev/null
 mapfile -t programs < <(threadedPrograms)
-buildTargets "$here/build-tsan" "${programs[@]}"
+buildTargets "$builds/build-tsan" "${programs[@]}"
 
 phase "threaded tests under ThreadSanitizer: ${programs[*]}"
 TSAN_OPTIONS="suppressions=$supp/tsan.supp second_deadlock_stack=1" \
-    inBuild "$here/build-tsan" ctest --output-on-failure -j2 --timeout 600 -L "$threadedLabels"
+    inBuild "$builds/build-tsan" ctest --output-on-failure -j2 --timeout 600 -L "$threadedLabels"
 
 phase "fuzz targets, $seconds s each"
-MORVANE_FUZZ_BUILD="$here/build-asan" "$here/Tools/fuzz.sh" "$seconds"
+MORVANE_FUZZ_BUILD="$builds/build-asan" "$here/Tools/fuzz.sh" "$seconds"
 
 phase "hardening done"

@@ -18,13 +18,16 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -89,6 +92,14 @@ private:
     Clock::time_point last;
 };
 
+const auto soakStart = Clock::now();
+
+// One line per phase on the error stream, so that a run that stalls shows where.
+void phase(const char* what)
+{
+    std::fprintf(stderr, "[%7.1f s] %s\n", msSince(soakStart) / 1000.0, what);
+}
+
 void pump(int ms)
 {
     TestEnvironment::pump(ms);
@@ -147,29 +158,35 @@ public:
 
     int run()
     {
+        phase("warm-up instance");
         warmUp();
         baselineThreads = threadCount();
         baselineSockets = socketCount();
         if (!startUnits())
             return 2;
 
+        phase("first instance takes unit 1");
         if (!makeWitness())
             return fail("the first instance never took the unit's status");
         writeBeforeFaults();
 
+        phase("faults");
         StallProbe probe;
         faultRounds();
         stallGapMs = probe.longestGapMs;
         overFirstStatus = probe.overFirstStatusBound;
         overGetSite = probe.overGetSiteBound;
 
+        phase("faults off, instances go");
         calmUnits();
         while (!slaves.empty())
             destroyOldestSlave();
         checkFilesAfterFaults();
         destroy(witness);
         stopUnits();
+        phase("a new instance reads the files and the session state");
         checkSessionReadsBack();
+        phase("left-over threads and sockets");
         checkLeftOvers();
         report();
         return violations == 0 ? 0 : 1;
@@ -262,6 +279,10 @@ private:
             auto& target = *units[(std::size_t)(round % unitCount)].unit;
             target.setFault(fault, true);
             ++faultsTried;
+            phase((std::string("fault ") + morvane::sim::faultName(fault) + " on " +
+                   units[(std::size_t)(round % unitCount)].address + ", " +
+                   std::to_string(slaves.size() + 1) + " instance(s)")
+                      .c_str());
             if (round % 2 == 1)
                 churnInstances(round);
             if (round % 3 == 2 && !slaves.empty())
@@ -430,6 +451,45 @@ int secondsFromArguments(int argc, char** argv)
 }
 } // namespace
 
+// Ends the process when the soak overruns its time by far: a hang is a finding too, and CI
+// must hear of it rather than wait for its own time-out.
+class Overrun
+{
+public:
+    explicit Overrun(int seconds)
+        : watcher(
+              [this, seconds]
+              {
+                  std::unique_lock<std::mutex> hold(lock);
+                  if (!wake.wait_for(hold, std::chrono::seconds(seconds + graceSeconds),
+                                     [this] { return done; }))
+                  {
+                      std::fprintf(stderr,
+                                   "VIOLATION: the soak overran its time by %d s; see the last phase above\n",
+                                   graceSeconds);
+                      std::_Exit(3);
+                  }
+              })
+    {
+    }
+    ~Overrun()
+    {
+        {
+            std::lock_guard<std::mutex> hold(lock);
+            done = true;
+        }
+        wake.notify_all();
+        watcher.join();
+    }
+
+private:
+    static constexpr int graceSeconds = 180;
+    std::mutex lock;
+    std::condition_variable wake;
+    bool done = false;
+    std::thread watcher;
+};
+
 int main(int argc, char** argv)
 {
     // Instances broadcast on every interface: only in a network of our own.
@@ -444,7 +504,9 @@ int main(int argc, char** argv)
     int result = 0;
     {
         juce::ScopedJuceInitialiser_GUI framework;
-        result = Soak(secondsFromArguments(argc, argv)).run();
+        const int seconds = secondsFromArguments(argc, argv);
+        Overrun overrun(seconds);
+        result = Soak(seconds).run();
     }
     TestEnvironment::removeFreshHome();
     return result;
