@@ -94,7 +94,7 @@ bool canConfigureNetwork()
     return ::geteuid() == 0;
 }
 
-int runAllTests(int argc, char** argv)
+int runAllTests(int argc, char** argv, const std::function<void()>& beforeFramework)
 {
     testing::InitGoogleTest(&argc, argv);
     // The plug-in broadcasts on every interface: its tests run only in a network namespace
@@ -102,9 +102,12 @@ int runAllTests(int argc, char** argv)
     enterOwnNetwork();
     if (!inPrivateNetwork())
     {
-        std::fprintf(stderr, "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
+        std::fprintf(stderr,
+                     "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
         return 1;
     }
+    if (beforeFramework)
+        beforeFramework();
     useFreshHome();
     int result = 0;
     {

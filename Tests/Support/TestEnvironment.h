@@ -7,7 +7,8 @@ namespace TestEnvironment
 {
 // The whole run of a test program: its own network namespace (or a refusal to run in the
 // machine's), a fresh home, the framework with this thread as its message thread.
-int runAllTests(int argc, char** argv);
+// beforeFramework runs once the process is in its own network, before any thread is made.
+int runAllTests(int argc, char** argv, const std::function<void()>& beforeFramework = {});
 // Points "Home" and MORVANE_PRESET_ROOT at new temporary folders.
 void useFreshHome();
 void removeFreshHome();

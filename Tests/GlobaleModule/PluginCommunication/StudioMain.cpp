@@ -91,29 +91,19 @@ int threadCount()
 
 int main(int argc, char** argv)
 {
-    testing::InitGoogleTest(&argc, argv);
-    if (!TestEnvironment::inPrivateNetwork())
-    {
-        std::fprintf(stderr,
-                     "Refusing to run in the machine's own network namespace: use Tools/run-tests.sh\n");
-        return 1;
-    }
-    if (!testing::GTEST_FLAG(list_tests) && morvane::test::StudioNet::usable())
-    {
-        network = std::make_unique<morvane::test::StudioNet>(Studio::unitCount);
-        if (!network->ok() || !enterNamespace(network->hostNamespace()))
+    const int result = TestEnvironment::runAllTests(
+        argc, argv,
+        []
         {
-            std::fprintf(stderr, "No studio network: %s\n", network->error().c_str());
-            network.reset();
-        }
-    }
-    TestEnvironment::useFreshHome();
-    int result = 0;
-    {
-        juce::ScopedJuceInitialiser_GUI framework;
-        result = RUN_ALL_TESTS();
-    }
-    TestEnvironment::removeFreshHome();
+            if (testing::GTEST_FLAG(list_tests) || !morvane::test::StudioNet::usable())
+                return;
+            network = std::make_unique<morvane::test::StudioNet>(Studio::unitCount);
+            if (!network->ok() || !enterNamespace(network->hostNamespace()))
+            {
+                std::fprintf(stderr, "No studio network: %s\n", network->error().c_str());
+                network.reset();
+            }
+        });
     network.reset();
     return result;
 }
