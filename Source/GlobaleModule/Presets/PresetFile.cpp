@@ -100,7 +100,9 @@ bool nestsDeeperThan(const std::string& text, int limit)
 std::unique_ptr<juce::XmlElement> read(const std::string& path)
 {
     const auto text = fromRootTag(readText(path));
-    if (text.empty() || nestsDeeperThan(text, maxDepth))
+    // The framework's reader steps over a broken UTF-8 sequence at the end past the text's end.
+    if (text.empty() || nestsDeeperThan(text, maxDepth) ||
+        !juce::CharPointer_UTF8::isValidString(text.data(), (int)text.size()))
         return nullptr;
     return juce::XmlDocument::parse(juce::String::fromUTF8(text.data(), (int)text.size()));
 }

@@ -46,6 +46,10 @@ int readInt(const std::string& piece)
     return (int)value;
 }
 
+// The unit's figures are a few thousand at most. Held to what a float carries exactly, a
+// hostile one still converts back to int wherever the loop needs a whole number.
+constexpr int largestFigure = 1 << 24;
+
 // The needle for a gain reduction of x thousandths of a decibel, in this exact order of
 // float and double steps.
 float needleOf(float x)
@@ -718,7 +722,7 @@ bool MorvaneProcessor::ReadJson(const std::string& received)
             const auto close = piece.find(']');
             if (close != std::string::npos && close > 0)
                 piece.erase(close);
-            table[r][c] = (float)readInt(piece);
+            table[r][c] = (float)juce::jlimit(-largestFigure, largestFigure, readInt(piece));
             text.erase(0, next == std::string::npos ? text.size() : std::min(next + 2, text.size()));
         }
     }

@@ -91,3 +91,14 @@ TEST(PresetReader, DeepNestingAndOversizedFilesAreRefusedBeforeParsing)
     makeFile(folder + "/large.fxb", large);
     EXPECT_EQ(PresetFile::read(folder + "/large.fxb"), nullptr);
 }
+
+// Found by the preset fuzzer: a broken UTF-8 sequence near the end sent the framework's XML
+// reader past the text's end. Such a file holds no preset; proper UTF-8 still reads.
+TEST(PresetReader, BrokenUtf8IsNoPreset)
+{
+    const auto folder = freshFolder();
+    makeFile(folder + "/broken.fxb", PresetTest::presetText({"0.5"}) + "\x81\n  <Knob5<R");
+    EXPECT_EQ(PresetFile::read(folder + "/broken.fxb"), nullptr);
+    makeFile(folder + "/umlaut.fxb", PresetTest::presetText({"0.5"}) + "<!-- K\xc3\xa4se -->");
+    EXPECT_NE(PresetFile::read(folder + "/umlaut.fxb"), nullptr);
+}

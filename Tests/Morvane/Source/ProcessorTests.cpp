@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstring>
 #include <limits>
 #include <memory>
 
@@ -128,4 +129,33 @@ TEST(ProcessorLife, DestroyedWhileItsThreadsRunEndsWithinSeconds)
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         EXPECT_LT(seconds, 5.0);
     }
+}
+
+// Found by the session-state fuzzer: a block whose text ends in a broken UTF-8 sequence made
+// the framework's XML reader run past the block. Such a block changes nothing; a good one
+// with other text in it still restores.
+TEST(ProcessorState, ABlockWithBrokenTextIsIgnored)
+{
+    auto p = makeProcessor();
+    const auto blockWith = [](const std::string& knobText)
+    {
+        juce::XmlElement root("Root");
+        root.createNewChildElement("Knob3")->addTextElement("0.75");
+        juce::MemoryBlock block;
+        juce::AudioProcessor::copyXmlToBinary(root, block);
+        // The element's text goes in as bytes, behind the framework's own escaping.
+        const std::string bytes(static_cast<const char*>(block.getData()), block.getSize());
+        auto text = bytes;
+        text.replace(text.find("0.75"), 4, knobText);
+        const int length = (int)(text.size() - 8);
+        std::memcpy(&text[4], &length, 4);
+        return text;
+    };
+    const auto broken = blockWith("0.75<a>\xcb\xcb\xff");
+    p->setStateInformation(broken.data(), (int)broken.size());
+    EXPECT_NE(p->getParameter(3), 0.75f);
+
+    const auto good = blockWith("0.75<!-- K\xc3\xa4se -->");
+    p->setStateInformation(good.data(), (int)good.size());
+    EXPECT_NEAR(p->getParameter(3), 0.75f, 1e-3f);
 }

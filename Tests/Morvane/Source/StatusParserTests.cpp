@@ -141,5 +141,19 @@ TEST(StatusParser, ClipWordAndHostileNumbers)
     auto huge = message(22);
     huge.replace(huge.find("[100,"), 5, "[99999999999999999999,");
     ASSERT_TRUE(t.p->ReadJson(huge));
-    EXPECT_EQ(t.p->getDeviceValue(0, 0), 2147483647.0f);
+    EXPECT_EQ(t.p->getDeviceValue(0, 0), 16777216.0f);
+}
+
+// Found by the status fuzzer: a mode of 2^31 - 1 became the float 2^31, and turning that back
+// into an int is undefined. Figures are held where a float is exact, so every row converts.
+TEST(StatusParser, FiguresBeyondAFloatsExactRangeConvertBackToWholeNumbers)
+{
+    Parser t;
+    ASSERT_TRUE(t.p->ReadJson(message(22, "0, 0", 0, 2147483647)));
+    EXPECT_EQ(t.p->getDeviceValue(10, 0), 16777216.0f);
+    EXPECT_EQ(t.g.deviceMode, 12);
+    auto low = message(22, "0, 0", 0, 3);
+    low.replace(low.find("[106,"), 5, "[-2147483648,");
+    ASSERT_TRUE(t.p->ReadJson(low));
+    EXPECT_EQ(t.p->getDeviceValue(6, 0), -16777216.0f);
 }
