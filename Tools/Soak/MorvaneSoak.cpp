@@ -17,6 +17,7 @@
 #include <juce_events/juce_events.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -100,14 +101,30 @@ void phase(const char* what)
     std::fprintf(stderr, "[%7.1f s] %s\n", msSince(soakStart) / 1000.0, what);
 }
 
+// When the message loop last gave control back to the soak. The framework's queue runs every
+// message it finds in one go, and a timer whose tick blocks has its next message posted
+// before the tick ends: ticks that block back to back never let the loop return, and
+// nothing else on the message thread (a host's window events) gets its turn either.
+std::atomic<long long> lastControlMs{0};
+
+long long nowMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now().time_since_epoch()).count();
+}
+
 void pump(int ms)
 {
+    lastControlMs = nowMs();
     TestEnvironment::pump(ms);
+    lastControlMs = nowMs();
 }
 
 bool pumpUntil(const std::function<bool()>& done, int ms)
 {
-    return TestEnvironment::pumpUntil(done, ms);
+    lastControlMs = nowMs();
+    const bool result = TestEnvironment::pumpUntil(done, ms);
+    lastControlMs = nowMs();
+    return result;
 }
 
 int countEntries(const char* folder, const char* linkPrefix)
@@ -154,7 +171,7 @@ struct SoakUnit
 class Soak
 {
 public:
-    explicit Soak(int secondsToRun) : seconds(secondsToRun) {}
+    Soak(int secondsToRun, bool sharedUnits) : seconds(secondsToRun), shareUnits(sharedUnits) {}
 
     int run()
     {
@@ -286,16 +303,39 @@ private:
             if (round % 2 == 1)
                 churnInstances(round);
             if (round % 3 == 2 && !slaves.empty())
-            {
-                pointAt(*slaves[(std::size_t)round % slaves.size()],
-                        units[(std::size_t)(round + 1) % unitCount].address);
-                ++addressChanges;
-            }
+                changeAddress(*slaves[(std::size_t)round % slaves.size()], round);
             pump(1200);
             target.setFault(fault, false);
             if (round % 5 == 4)
                 vanishAndReturn(*units[(std::size_t)(round / 5) % unitCount].unit);
             pump(300);
+        }
+    }
+
+    // Two instances of one computer on one unit share its status port, and only one of them
+    // gets the datagrams; the other stays in First status. Unless sharing is asked for, an
+    // instance is pointed only at a unit no other instance drives.
+    const std::string* unitFor(MorvaneProcessor* instance, int round) const
+    {
+        for (int k = 0; k < unitCount; ++k)
+        {
+            const auto& address = units[(std::size_t)((round + k) % unitCount)].address;
+            bool taken = witness->getGlobalData()->deviceIp.get() == address;
+            for (const auto& slave : slaves)
+                taken =
+                    taken || (slave.get() != instance && slave->getGlobalData()->deviceIp.get() == address);
+            if (shareUnits || !taken)
+                return &address;
+        }
+        return nullptr;
+    }
+
+    void changeAddress(MorvaneProcessor& instance, int round)
+    {
+        if (const auto* address = unitFor(&instance, round + 1))
+        {
+            pointAt(instance, *address);
+            ++addressChanges;
         }
     }
 
@@ -308,7 +348,8 @@ private:
         }
         slaves.push_back(std::make_unique<TimedProcessor>());
         ++created;
-        pointAt(*slaves.back(), units[(std::size_t)(round % unitCount)].address);
+        if (const auto* address = unitFor(slaves.back().get(), round))
+            pointAt(*slaves.back(), *address);
     }
 
     void vanishAndReturn(morvane::sim::Unit& unit)
@@ -428,6 +469,7 @@ private:
 
     static constexpr int unitCount = 3;
     const int seconds;
+    const bool shareUnits;
     std::vector<SoakUnit> units;
     std::unique_ptr<TimedProcessor> witness;
     std::vector<std::unique_ptr<TimedProcessor>> slaves;
@@ -440,6 +482,14 @@ private:
     double stallGapMs = 0.0, longestDestructionMs = 0.0;
     float resolutionBefore = 0.0f;
 };
+
+bool hasFlag(int argc, char** argv, const char* flag)
+{
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], flag) == 0)
+            return true;
+    return false;
+}
 
 int secondsFromArguments(int argc, char** argv)
 {
@@ -460,14 +510,26 @@ public:
         : watcher(
               [this, seconds]
               {
+                  const auto deadline = Clock::now() + std::chrono::seconds(seconds + graceSeconds);
                   std::unique_lock<std::mutex> hold(lock);
-                  if (!wake.wait_for(hold, std::chrono::seconds(seconds + graceSeconds),
-                                     [this] { return done; }))
+                  while (!wake.wait_for(hold, std::chrono::seconds(1), [this] { return done; }))
                   {
-                      std::fprintf(stderr,
-                                   "VIOLATION: the soak overran its time by %d s; see the last phase above\n",
-                                   graceSeconds);
-                      std::_Exit(3);
+                      const long long held = nowMs() - lastControlMs.load();
+                      if (lastControlMs.load() != 0 && held > starvedLimitMs)
+                      {
+                          std::fprintf(
+                              stderr,
+                              "VIOLATION: the message loop kept the message thread for %lld ms without "
+                              "returning: loop ticks blocking back to back starve everything else on it\n",
+                              held);
+                          std::_Exit(4);
+                      }
+                      if (Clock::now() > deadline)
+                      {
+                          std::fprintf(stderr, "VIOLATION: the soak overran its time by %d s\n",
+                                       graceSeconds);
+                          std::_Exit(3);
+                      }
                   }
               })
     {
@@ -484,6 +546,8 @@ public:
 
 private:
     static constexpr int graceSeconds = 180;
+    // Longer than the longest single stall the loop may make (the Restore push).
+    static constexpr long long starvedLimitMs = (long long)stallLimitMs + 6000;
     std::mutex lock;
     std::condition_variable wake;
     bool done = false;
@@ -506,7 +570,7 @@ int main(int argc, char** argv)
         juce::ScopedJuceInitialiser_GUI framework;
         const int seconds = secondsFromArguments(argc, argv);
         Overrun overrun(seconds);
-        result = Soak(seconds).run();
+        result = Soak(seconds, hasFlag(argc, argv, "--shared-units")).run();
     }
     TestEnvironment::removeFreshHome();
     return result;
