@@ -75,8 +75,10 @@ MorvaneProcessor::MorvaneProcessor()
     lampTop = new MyImageButton(dark, lit, globalData, 1);
     lampBottom = new MyImageButton(dark, lit, globalData, 1);
 
-    startTimer(40);
+    // The first tick runs before the timer starts: in a format whose framework has a message
+    // thread of its own, a timer started first could tick there while this one runs here.
     timerCallback();
+    startTimer(40);
 }
 
 MorvaneProcessor::~MorvaneProcessor()
