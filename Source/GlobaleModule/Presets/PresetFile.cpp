@@ -1,5 +1,7 @@
 #include "PresetFile.h"
 
+#include "KnobDocument.h"
+
 #include "SettingsPaths.h"
 #include "TextHelpers.h"
 
@@ -22,16 +24,6 @@ juce::File fileOf(const std::string& path)
     return juce::File(juce::String::fromUTF8(path.c_str()));
 }
 
-// A "<" that opens an element which holds others: not a closing tag, a declaration, a
-// comment or an element closed in itself ("<Knob3/>").
-bool opensElement(const std::string& text, std::size_t at)
-{
-    const auto next = TextCut::cut(text, at + 1, 1);
-    if (next.empty() || next == "/" || next == "?" || next == "!")
-        return false;
-    const auto end = TextCut::find(text, ">", at);
-    return end != TextCut::npos && TextCut::cut(text, end - 1, 1) != "/";
-}
 } // namespace
 
 std::string savePathFor(const std::string& folder, const std::string& name)
@@ -84,26 +76,9 @@ std::string fromRootTag(const std::string& text)
     return at == TextCut::npos ? std::string() : TextCut::tail(text, at);
 }
 
-bool nestsDeeperThan(const std::string& text, int limit)
-{
-    int depth = 0;
-    for (auto at = TextCut::find(text, "<"); at != TextCut::npos; at = TextCut::find(text, "<", at + 1))
-    {
-        if (TextCut::cut(text, at + 1, 1) == "/")
-            --depth;
-        else if (opensElement(text, at) && ++depth > limit)
-            return true;
-    }
-    return false;
-}
-
 std::unique_ptr<juce::XmlElement> read(const std::string& path)
 {
     const auto text = fromRootTag(readText(path));
-    // The framework's reader steps over a broken UTF-8 sequence at the end past the text's end.
-    if (text.empty() || nestsDeeperThan(text, maxDepth) ||
-        !juce::CharPointer_UTF8::isValidString(text.data(), (int)text.size()))
-        return nullptr;
-    return juce::XmlDocument::parse(juce::String::fromUTF8(text.data(), (int)text.size()));
+    return text.empty() ? nullptr : KnobDocument::parse(text.data(), text.size());
 }
 } // namespace PresetFile

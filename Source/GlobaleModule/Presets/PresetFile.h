@@ -12,8 +12,6 @@ namespace PresetFile
 {
 // Larger files are no preset; they are dropped before anything is parsed.
 constexpr std::size_t maxBytes = 1 << 20;
-// Deeper nesting is no preset either, and must not reach the recursive parser.
-constexpr int maxDepth = 32;
 
 // The path Save writes to: folder + "//" + name, with ".fxb" added unless the name holds it.
 std::string savePathFor(const std::string& folder, const std::string& name);
@@ -31,8 +29,7 @@ std::string readText(const std::string& path);
 // The text from the first "<Root>" at or after the second byte, or empty: the declaration
 // and anything else in front of it is never parsed.
 std::string fromRootTag(const std::string& text);
-// True when elements in the text nest deeper than limit.
-bool nestsDeeperThan(const std::string& text, int limit);
-// The document of a preset file, or null when the file holds none.
+// The document of a preset file, or null when the file holds none (KnobDocument::parse
+// decides what may reach the framework's reader).
 std::unique_ptr<juce::XmlElement> read(const std::string& path);
 } // namespace PresetFile

@@ -29,24 +29,6 @@ bool isFreeSignedSlot(int index)
     return index == 8 || index == 9 || index == 16 || index == 19 || index == 35;
 }
 
-// The framework's XML reader descends once per nested element, so a block of nothing but
-// opening tags would run the host out of stack. A real state has a few dozen elements.
-bool fewEnoughElements(const void* data, int sizeInBytes)
-{
-    constexpr long elementLimit = 4096;
-    const auto* bytes = static_cast<const char*>(data);
-    return std::count(bytes, bytes + sizeInBytes, '<') <= elementLimit;
-}
-
-// The same reader steps over a broken UTF-8 sequence at the end past the text's end. The
-// text stands behind the frame's eight bytes of magic number and length.
-bool validText(const void* data, int sizeInBytes)
-{
-    constexpr int frameBytes = 8;
-    return sizeInBytes <= frameBytes ||
-           juce::CharPointer_UTF8::isValidString(static_cast<const char*>(data) + frameBytes,
-                                                 sizeInBytes - frameBytes);
-}
 } // namespace
 
 const int MorvaneProcessor::knobToRow[knobTotal] = {2,  0,  10, 3,  8,  1,  11, 12, 14, 17, 15, 18, 19, 16,
@@ -321,10 +303,9 @@ void MorvaneProcessor::getStateInformation(juce::MemoryBlock& destData)
 
 void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
 {
-    if (data == nullptr || sizeInBytes <= 0 || !fewEnoughElements(data, sizeInBytes) ||
-        !validText(data, sizeInBytes))
+    if (data == nullptr || sizeInBytes <= 0)
         return;
-    const auto xml = getXmlFromBinary(data, sizeInBytes);
+    const auto xml = KnobDocument::parseBinary(data, sizeInBytes);
     if (xml == nullptr)
         return;
     CreateTheKnobs();
