@@ -87,7 +87,7 @@ bool connect(MorvaneProcessor& p, const std::string& address)
         g->devicePort = p.GetDevicePort();
         g->connected = true;
     }
-    return pumpUntil([&p] { return p.isStatusReceived(); }, 15000);
+    return pumpUntil([&p] { return p.isRunning(); }, 15000);
 }
 
 void report(benchmark::State& state, std::vector<double> samples)
@@ -273,7 +273,7 @@ void Scale(benchmark::State& state)
         {
             int count = 0;
             for (auto& p : instances)
-                count += p->getGlobalData()->connected.load() && p->isStatusReceived() ? 1 : 0;
+                count += p->getGlobalData()->connected.load() && p->isRunning() ? 1 : 0;
             return count;
         };
         pumpUntil([&] { return countRunning() == n; }, 120000);

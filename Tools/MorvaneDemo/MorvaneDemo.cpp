@@ -109,7 +109,7 @@ int run()
     }
     say("connected to " + global->deviceIp.get() + ", serial " + global->deviceSerial.get() + ", status port " +
         std::to_string(global->devicePort.load()));
-    if (!runUntil([&] { return processor->isStatusReceived(); }, 15000))
+    if (!runUntil([&] { return processor->isRunning(); }, 15000))
     {
         say("no status from the unit within 15 s");
         return 1;

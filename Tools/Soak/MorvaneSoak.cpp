@@ -266,7 +266,7 @@ private:
         auto* global = witness->getGlobalData();
         pumpUntil([&] { return global->deviceFinderRunning.load() == 0; }, 15000);
         pointAt(*witness, units[0].address);
-        return pumpUntil([&] { return witness->isStatusReceived(); }, 20000);
+        return pumpUntil([&] { return witness->isRunning(); }, 20000);
     }
 
     // The first instance's files and session state, with values no default has.

@@ -113,6 +113,11 @@ MorvaneProcessor::~MorvaneProcessor()
     delete settings;
 }
 
+bool MorvaneProcessor::isConnected() const
+{
+    return globalData->connected.load();
+}
+
 Knob* MorvaneProcessor::getKnob(int index) const
 {
     return index >= 0 && index < knobTotal ? knobs[index] : nullptr;

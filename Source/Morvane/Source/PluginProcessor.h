@@ -82,6 +82,10 @@ public:
     SafeAndLoad* getSafeAndLoad() const { return safeAndLoad; }
     Knob* getKnob(int index) const;
     bool isStatusReceived() const { return statusReceived.load(); }
+    // Connected, and the knobs and the unit have been brought together (First status or
+    // Restore push): regular cycles run.
+    bool isRunning() const { return globalData != nullptr && isConnected() && synced.load(); }
+    bool isConnected() const;
     bool isRestorePending() const { return restorePending.load(); }
     bool isEditorOpen() const { return editorOpen.load(); }
     float getDeviceValue(int row, int column) const;
@@ -131,6 +135,13 @@ private:
     float deviceFromKnob(int knob) const;
     float modeForDevice() const;
     void followChannelMode();
+    enum class Round
+    {
+        parsed,   // a status message was taken into the table
+        underWay, // a receive is running (or has just been started)
+        empty     // a receive ended without a message; the next one runs
+    };
+    Round awaitStatus();
     void joinReceiveThread();
     int rowOfKnob(int knob) const;
     void readGuiSettings();
@@ -172,6 +183,12 @@ private:
     int changeList[tableRows] = {};
     int inputRefreshCounter = 0;
     int lampHold = 0;
+    // Knobs and unit brought together since the last change of unit.
+    std::atomic<bool> synced{false};
+    // The last status receive took a message; set by the receive thread.
+    std::atomic<bool> roundParsed{false};
+    bool roundStarted = false;
+    int restoreMisses = 0;
 
     std::thread findThread, receiveThread;
     struct SendThread

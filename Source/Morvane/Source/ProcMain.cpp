@@ -87,7 +87,7 @@ void MorvaneProcessor::timerCallback()
     {
         if (restorePending.load())
             restorePush();
-        if (statusReceived.load())
+        if (synced && statusReceived.load())
         {
             if (!receiveBusy.load() && knobsCreated.load() && !restorePending.load())
                 regularCycle();
@@ -122,6 +122,9 @@ void MorvaneProcessor::takeOverNewAddress()
     globalData->devicePort = GetDevicePort();
     joinReceiveThread();
     statusReceived = false;
+    synced = false;
+    roundParsed = false;
+    roundStarted = false;
 }
 
 void MorvaneProcessor::joinReceiveThread()
@@ -194,11 +197,8 @@ void MorvaneProcessor::firstStatus()
     if (globalData->devicePort.load() == 0)
         globalData->devicePort = GetDevicePort();
 
-    joinReceiveThread();
-    const bool received = PotiRound();
-    receiveBusy = false;
     CreateTheKnobs();
-    if (!received)
+    if (awaitStatus() != Round::parsed)
         return; // nothing to take over yet; the receive's time-out paces the retries
 
     computeSlopes();
@@ -243,23 +243,34 @@ void MorvaneProcessor::firstStatus()
     globalData->highGainRequest = true;
     globalData->meterMode = (int)deviceTable[6][0];
     globalData->meterModeChanged = true;
+    synced = true;
 
     startWatch();
 }
 
+// The waits for a status message of First status and the Restore push run on the receive
+// thread, as the regular cycle's do: the message thread (the host's) is never held by them.
+MorvaneProcessor::Round MorvaneProcessor::awaitStatus()
+{
+    if (receiveBusy.load())
+        return Round::underWay;
+    joinReceiveThread();
+    if (roundParsed.exchange(false))
+        return Round::parsed;
+    const bool first = !roundStarted;
+    roundStarted = true;
+    startReceiveThread();
+    return first ? Round::underWay : Round::empty;
+}
+
 void MorvaneProcessor::restorePush()
 {
-    joinReceiveThread();
-    bool received = PotiRound();
-    receiveBusy = false;
+    const Round round = awaitStatus();
+    if (round == Round::underWay || (round == Round::empty && ++restoreMisses <= restoreRounds))
+        return;
+    restoreMisses = 0;
     takeSnapshot();
-
-    for (int round = 0; !received && round < restoreRounds && !closing.load(); ++round)
-    {
-        received = PotiRound();
-        std::this_thread::yield();
-    }
-    if (!received)
+    if (round != Round::parsed)
     {
         const auto info = tcp->Fetch("/info", true);
         if (info.code != 1 || info.text.empty() || !ReadJson(info.text))
@@ -287,6 +298,7 @@ void MorvaneProcessor::restorePush()
     restorePending = false;
     tcp->GetSite(sendUrl, true);
     globalData->sending = false;
+    synced = true;
 
     startWatch();
 }
@@ -589,7 +601,7 @@ void MorvaneProcessor::startReceiveThread()
 void delegatorReceiveAndRead(void* owner)
 {
     auto* processor = static_cast<MorvaneProcessor*>(owner);
-    processor->PotiRound();
+    processor->roundParsed = processor->PotiRound();
     processor->receiveBusy = false;
 }
 

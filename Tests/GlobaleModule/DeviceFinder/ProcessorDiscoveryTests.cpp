@@ -43,7 +43,7 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
     EXPECT_TRUE(exists(folder)) << "the folders are made at once";
 
     const bool running = TestEnvironment::pumpUntil(
-        [&] { return global->connected.load() && processor->isStatusReceived(); }, 20000);
+        [&] { return global->connected.load() && processor->isRunning(); }, 20000);
     ASSERT_TRUE(running) << "connected " << global->connected << ", busy " << global->deviceFinderBusy;
     EXPECT_FALSE(global->deviceFinderBusy);
     EXPECT_EQ(global->deviceIp.get(), address(1));
@@ -95,7 +95,7 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
     EXPECT_EQ(global->deviceIp.get(), address(1));
     const auto log = computer.log();
     EXPECT_EQ(countLines(log, "0:::Find device from Editor started:::DeviceFinder.cpp:::"), 1) << log;
-    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return processor->isStatusReceived(); }, 10000));
+    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return processor->isRunning(); }, 10000));
 
     editor.reset();
     processor.reset();

@@ -141,7 +141,7 @@ protected:
     // The master drives its unit and has looked at the network once since.
     bool masterReady(MorvaneProcessor* master, int unit, int timeoutMs = 20000)
     {
-        if (!TestEnvironment::pumpUntil([&] { return drives(master, unit) && master->isStatusReceived(); },
+        if (!TestEnvironment::pumpUntil([&] { return drives(master, unit) && master->isRunning(); },
                                         timeoutMs))
             return false;
         return waitForCheck(master);
@@ -257,7 +257,7 @@ TEST_F(Instances, ANewSlaveTakesTheOnlyFreeUnitWithoutAQuestion)
 
     auto* slave = open();
     ASSERT_TRUE(
-        TestEnvironment::pumpUntil([&] { return drives(slave, 2) && slave->isStatusReceived(); }, 20000));
+        TestEnvironment::pumpUntil([&] { return drives(slave, 2) && slave->isRunning(); }, 20000));
     EXPECT_FALSE(anyAlert(slave));
     EXPECT_FALSE(g(slave)->deviceFinderBusy.load());
     EXPECT_EQ(storedIp(2), Studio::address(2));
@@ -322,7 +322,7 @@ TEST_F(Instances, ThreeFreeUnitsAndNothingStoredLeaveTheChoiceToTheUser)
     const auto chosen = g(slave)->alertIps.get(2);
     chooseInAlert(slave, 2);
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return g(master)->takenIps.get(2) == chosen; }, 5000));
-    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return slave->isStatusReceived(); }, 15000));
+    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return slave->isRunning(); }, 15000));
     EXPECT_EQ(storedIp(2), chosen);
 
     // Another slave meets the same question, and is closed with it unanswered.

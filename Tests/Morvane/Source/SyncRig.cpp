@@ -38,7 +38,7 @@ bool SyncRig::connect(int timeoutMs)
         global->devicePort = processor->GetDevicePort();
         global->connected = true;
     }
-    return TestEnvironment::pumpUntil([this] { return processor->isStatusReceived(); }, timeoutMs);
+    return TestEnvironment::pumpUntil([this] { return processor->isRunning(); }, timeoutMs);
 }
 
 std::vector<std::string> SyncRig::knobRequests() const
