@@ -57,9 +57,14 @@ MorvaneProcessor::MorvaneProcessor()
     lampTop = new MyImageButton(dark, lit, globalData, 1);
     lampBottom = new MyImageButton(dark, lit, globalData, 1);
 
-    // The first tick runs before the timer starts: in a format whose framework has a message
-    // thread of its own, a timer started first could tick there while this one runs here.
-    timerCallback();
+    // The first tick makes the knobs, which are components. Some formats give the framework a
+    // message thread of its own and construct the processor on the host's thread: the tick
+    // then runs under the message manager's lock, and before the timer starts, so that the
+    // two threads never work on the knobs at once.
+    {
+        const juce::MessageManagerLock lock;
+        timerCallback();
+    }
     startTimer(40);
 }
 
@@ -296,6 +301,7 @@ void MorvaneProcessor::applyKnobSteps()
 // The host's state: knobs 0 to 19, then AutoGain and DualMono.
 void MorvaneProcessor::getStateInformation(juce::MemoryBlock& destData)
 {
+    const juce::MessageManagerLock lock; // the knobs belong to the message thread
     CreateTheKnobs();
     juce::XmlElement root("Root");
     for (int i = 0; i < settings->knobCount; ++i)
@@ -308,6 +314,7 @@ void MorvaneProcessor::getStateInformation(juce::MemoryBlock& destData)
 
 void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
 {
+    const juce::MessageManagerLock lock; // the knobs belong to the message thread
     if (data == nullptr || sizeInBytes <= 0)
         return;
     const auto xml = KnobDocument::parseBinary(data, sizeInBytes);
