@@ -1,5 +1,7 @@
 #include "TestEnvironment.h"
 
+#include "StudioNet.h"
+
 #include <gtest/gtest.h>
 #include <juce_events/juce_events.h>
 
@@ -120,18 +122,7 @@ int runAllTests(int argc, char** argv, const std::function<void()>& beforeFramew
 
 bool enterOwnNetwork()
 {
-    if (::geteuid() != 0 || ::unshare(CLONE_NEWNET) != 0)
-        return false;
-    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    if (fd < 0)
-        return false;
-    ifreq request{};
-    std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
-    bool up = ::ioctl(fd, SIOCGIFFLAGS, &request) == 0;
-    request.ifr_flags |= IFF_UP;
-    up = up && ::ioctl(fd, SIOCSIFFLAGS, &request) == 0;
-    ::close(fd);
-    return up;
+    return morvane::test::enterOwnNetwork();
 }
 
 bool inPrivateNetwork()

@@ -60,20 +60,6 @@ std::string makeHome()
     return pattern;
 }
 
-bool enterOwnNetwork()
-{
-    if (::geteuid() != 0 || ::unshare(CLONE_NEWNET) != 0)
-        return false;
-    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    ifreq request{};
-    std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
-    bool up = ::ioctl(fd, SIOCGIFFLAGS, &request) == 0;
-    request.ifr_flags |= IFF_UP;
-    up = up && ::ioctl(fd, SIOCSIFFLAGS, &request) == 0;
-    ::close(fd);
-    return up;
-}
-
 // Takes a processor to Running against the unit at address.
 bool connect(MorvaneProcessor& p, const std::string& address)
 {
@@ -301,7 +287,7 @@ BENCHMARK(IdleConnectedCpu)->Iterations(2)->UseManualTime()->Unit(benchmark::kMi
 
 int main(int argc, char** argv)
 {
-    if (!enterOwnNetwork())
+    if (!morvane::test::enterOwnNetwork())
     {
         std::fprintf(stderr, "morvane-bench needs root: it runs in a network namespace of its own\n");
         return 2;
