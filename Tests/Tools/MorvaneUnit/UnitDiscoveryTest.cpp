@@ -2,7 +2,6 @@
 // namespace, driven through its control pipe and followed through its log.
 #include "UnitTestSupport.h"
 
-#include <cstdio>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -14,11 +13,11 @@ namespace
 {
 constexpr const char* request = "Ciao Mac ist hier";
 
-// Every reply that comes within ms, by sender address.
+// The replies (at most 16) that come each within ms of the last, by sender address.
 std::multimap<std::string, std::string> collect(UdpPort& port, int ms)
 {
     std::multimap<std::string, std::string> replies;
-    while (auto d = port.receive(ms))
+    for (auto d = port.receive(ms); d && replies.size() < 16; d = port.receive(ms))
         replies.emplace(d->from, d->data);
     return replies;
 }
@@ -26,60 +25,43 @@ std::multimap<std::string, std::string> collect(UdpPort& port, int ms)
 // The finder's reading: past the first ":", past the first quote, up to the next quote.
 std::string nameIn(const std::string& reply)
 {
-    std::string text = reply.substr(
-        std::min(reply.size(), reply.find(':') == std::string::npos ? reply.size() : reply.find(':')));
-    const size_t quote = text.find('"');
-    if (quote != std::string::npos)
-        text.erase(0, quote + 1);
+    std::string text = reply.substr(std::min(reply.size(), reply.find(':')));
+    text.erase(0, text.find('"') == std::string::npos ? 0 : text.find('"') + 1);
     return text.substr(0, text.find('"'));
 }
 
-class UnitDiscovery : public ::testing::Test
+TEST(UnitDiscovery, SeveralUnitsInOneProcessEachAnswerOnceAndOnlyTheRequest)
 {
-protected:
-    void SetUp() override
-    {
-        for (int i = 6; i <= 8; ++i)
-        {
-            units.push_back(std::make_unique<sim::Unit>(loopbackConfig(i)));
-            ASSERT_TRUE(units.back()->start()) << units.back()->startError();
-        }
-        ASSERT_TRUE(finder.ok());
-    }
-
     std::vector<std::unique_ptr<sim::Unit>> units;
-    UdpPort finder{"0.0.0.0", testPort(18)};
-    uint16_t port = testPort(19);
-};
-
-TEST_F(UnitDiscovery, SeveralUnitsInOneProcessEachAnswerOnce)
-{
+    for (int i = 6; i <= 8; ++i)
+    {
+        units.push_back(std::make_unique<sim::Unit>(loopbackConfig(i)));
+        ASSERT_TRUE(units.back()->start()) << units.back()->startError();
+    }
+    UdpPort finder("0.0.0.0", testPort(9)); // not a status port of these units
+    const uint16_t port = testPort(19);
     ASSERT_TRUE(finder.sendTo("127.0.0.1", port, request));
     const auto replies = collect(finder, 300);
     ASSERT_EQ(replies.size(), 3u);
     for (const auto& unit : units)
     {
-        ASSERT_EQ(replies.count(unit->config().address), 1u) << unit->config().address;
-        const std::string reply = replies.find(unit->config().address)->second;
+        const std::string& address = unit->config().address;
+        ASSERT_EQ(replies.count(address), 1u) << address;
+        const std::string reply = replies.find(address)->second;
         EXPECT_LE(reply.size(), 512u);
         const std::string name = nameIn(reply);
         EXPECT_NE(name.find("MORVAN"), std::string::npos);
         EXPECT_EQ(name, unit->serial()) << "name and serial agree";
-        const std::string page =
-            httpGet(unit->config().address, unit->config().httpPort, "/dinfo", true).text;
+        const std::string page = httpGet(address, unit->config().httpPort, "/dinfo", true).text;
         EXPECT_EQ(cut(page, "{SNR: ", 7, 10), unit->serial());
         EXPECT_NE(page.find(name), std::string::npos) << "the name is on the page";
         EXPECT_EQ(unit->discoveryReplies(), 1u);
     }
-}
 
-TEST_F(UnitDiscovery, ARequestToOneAddressIsAnsweredByThatUnitAloneAndOtherPayloadsByNone)
-{
     finder.sendTo(units[1]->config().address, port, request);
-    const auto replies = collect(finder, 300);
-    ASSERT_EQ(replies.size(), 1u);
-    EXPECT_EQ(replies.begin()->first, units[1]->config().address);
-
+    const auto one = collect(finder, 300);
+    ASSERT_EQ(one.size(), 1u) << "a request to one address is answered by that unit alone";
+    EXPECT_EQ(one.begin()->first, units[1]->config().address);
     for (const char* other : {"Ciao Mac ist hie", "Ciao Mac ist hier!", "ciao mac ist hier"})
         finder.sendTo("127.0.0.1", port, other);
     EXPECT_TRUE(collect(finder, 300).empty());
@@ -103,7 +85,6 @@ TEST(UnitStudioNet, ABroadcastFindsEveryUnitAndStatusReachesTheComputer)
         ASSERT_TRUE(net.runIn(net.unitNamespace(k), [&] { started = units.back()->start(); }));
         ASSERT_TRUE(started) << units.back()->startError();
     }
-
     const auto search = [&]
     {
         std::multimap<std::string, std::string> replies;
@@ -121,30 +102,24 @@ TEST(UnitStudioNet, ABroadcastFindsEveryUnitAndStatusReachesTheComputer)
     EXPECT_EQ(nameIn(replies.find(net.unitAddress(1))->second), "MORVAN0001");
     EXPECT_EQ(nameIn(replies.find(net.unitAddress(2))->second), "MORVAN0002");
 
-    net.runIn(net.hostNamespace(),
-              [&]
-              {
-                  UdpPort status("0.0.0.0", 7001);
-                  ASSERT_EQ(httpGet(net.unitAddress(1), 80, "/dinfo", true).code, 1);
-                  auto d = status.receive(1000);
-                  ASSERT_TRUE(d.has_value());
-                  EXPECT_EQ(d->from, net.unitAddress(1));
-                  units[0]->command("fault foreign on");
-                  status.drain();
-                  status.receive(200);
-                  d = status.receive(1000);
-                  ASSERT_TRUE(d.has_value());
-                  EXPECT_EQ(d->from, net.foreignAddress(1));
-              });
+    ScopedNamespace inHost(net.hostNamespace());
+    ASSERT_TRUE(inHost.ok());
+    UdpPort status("0.0.0.0", 7001);
+    ASSERT_EQ(httpGet(net.unitAddress(1), 80, "/dinfo", true).code, 1);
+    auto d = status.receive(1000);
+    ASSERT_TRUE(d.has_value());
+    EXPECT_EQ(d->from, net.unitAddress(1));
+    units[0]->command("fault foreign on");
+    status.drain();
+    status.receive(200);
+    d = status.receive(1000);
+    ASSERT_TRUE(d.has_value());
+    EXPECT_EQ(d->from, net.foreignAddress(1));
 
     units[1]->command("vanish"); // from a thread outside the unit's namespace
-    replies = search();
-    EXPECT_EQ(replies.size(), 1u);
+    EXPECT_EQ(search().size(), 1u);
     EXPECT_EQ(units[1]->command("return"), "ok");
-    replies = search();
-    EXPECT_EQ(replies.size(), 2u);
-    for (auto& unit : units)
-        unit->stop();
+    EXPECT_EQ(search().size(), 2u);
 }
 
 TEST(UnitStudioNet, TheProgramRunsInANamespaceWithItsLogAndControlPipe)
@@ -153,8 +128,7 @@ TEST(UnitStudioNet, TheProgramRunsInANamespaceWithItsLogAndControlPipe)
     StudioNet net(1);
     ASSERT_TRUE(net.ok()) << net.error();
     const std::string dir = "/tmp/morvane-unit-test-" + std::to_string(::getpid());
-    const std::string log = dir + "-u1.log";
-    const std::string control = dir + "-u1.ctl";
+    const std::string log = dir + "-u1.log", control = dir + "-u1.ctl";
     std::remove(log.c_str());
     std::remove(control.c_str());
     const pid_t pid = net.spawnIn(net.unitNamespace(1),
@@ -164,20 +138,18 @@ TEST(UnitStudioNet, TheProgramRunsInANamespaceWithItsLogAndControlPipe)
     ASSERT_GT(pid, 0);
     ASSERT_TRUE(waitUntil([&] { return readFile(log).find(" START ") != std::string::npos; }, 5000))
         << readFile(dir + "-u1.out");
-
-    net.runIn(
-        net.hostNamespace(),
-        [&]
-        {
-            UdpPort status("0.0.0.0", 7001);
-            ASSERT_EQ(httpGet(net.unitAddress(1), 80, "/knob?2/300").code, 1);
-            EXPECT_TRUE(status.receive(1000).has_value());
-            std::ofstream(control) << "turn 3 900\n";
-            ASSERT_TRUE(waitUntil(
-                [&] { return readFile(log).find("COMMAND turn 3 900 -> ok") != std::string::npos; }, 3000));
-            const std::string info = httpGet(net.unitAddress(1), 80, "/info").text;
-            EXPECT_NE(info.find("[300, 1023, 0, 0, 0],[900, 1023, 0, 0, 1]"), std::string::npos) << info;
-        });
+    {
+        ScopedNamespace inHost(net.hostNamespace());
+        ASSERT_TRUE(inHost.ok());
+        UdpPort status("0.0.0.0", 7001);
+        ASSERT_EQ(httpGet(net.unitAddress(1), 80, "/knob?2/300").code, 1);
+        EXPECT_TRUE(status.receive(1000).has_value());
+        std::ofstream(control) << "turn 3 900\n";
+        ASSERT_TRUE(waitUntil(
+            [&] { return readFile(log).find("COMMAND turn 3 900 -> ok") != std::string::npos; }, 3000));
+        const std::string info = httpGet(net.unitAddress(1), 80, "/info").text;
+        EXPECT_NE(info.find("[300, 1023, 0, 0, 0],[900, 1023, 0, 0, 1]"), std::string::npos) << info;
+    }
     const std::string text = readFile(log);
     EXPECT_NE(text.find("REQUEST 10.77.0.1 GET /knob?2/300 HTTP/1.1"), std::string::npos);
     EXPECT_NE(text.find("KNOB 2 300 -> 300"), std::string::npos);

@@ -1,57 +1,44 @@
 // Each HTTP fault and vanishing do what they say, and stop() stays bounded under them.
 #include "UnitTestSupport.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 using namespace morvane;
 using namespace morvane::test;
 
 namespace
 {
-class UnitFaults : public UnitCase<4>
+using UnitFaults = UnitCase<4>;
+
+// True when the server closes fd within ms without sending a byte.
+bool closedWithoutAByte(int fd, int ms)
 {
-protected:
-    // Sends a request on fd; true when the server closes within ms without sending a byte.
-    static bool closedWithoutAByte(int fd, int ms)
-    {
-        char c;
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (std::chrono::steady_clock::now() < end)
-        {
-            const ssize_t n = ::recv(fd, &c, 1, MSG_DONTWAIT);
-            if (n == 0)
-                return true;
-            if (n > 0)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        return false;
-    }
+    char c;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    for (ssize_t n = -1; std::chrono::steady_clock::now() < end;
+         std::this_thread::sleep_for(std::chrono::milliseconds(5)))
+        if ((n = ::recv(fd, &c, 1, MSG_DONTWAIT)) >= 0)
+            return n == 0;
+    return false;
+}
 
-    int sendRequest(const std::string& path)
-    {
-        const int fd = connectTo(cfg.address, cfg.httpPort);
-        const std::string request =
-            "GET " + path + " HTTP/1.1\r\nHost:" + cfg.address + "\r\nConnection: close\r\n\r\n";
-        if (fd >= 0)
-            ::send(fd, request.data(), request.size(), MSG_NOSIGNAL);
-        return fd;
-    }
-};
-
-TEST_F(UnitFaults, RefusedClosesThePortUntilSwitchedOff)
+TEST_F(UnitFaults, RefusedCloseAndHangHoldUntilSwitchedOff)
 {
     EXPECT_EQ(unit.command("fault refused on"), "ok");
     ASSERT_TRUE(waitUntil([&] { return get("/info").code == -6; }, 1000));
     unit.command("fault refused off");
     ASSERT_TRUE(waitUntil([&] { return get("/info").code == 1; }, 1000));
-}
 
-TEST_F(UnitFaults, HangAcceptsAndNeverAnswersUntilSwitchedOff)
-{
+    unit.command("fault close on");
+    unit.clearRecords();
+    EXPECT_EQ(get("/dinfo", true).code, -8);
+    const HttpReply whole = get("/info");
+    EXPECT_EQ(whole.code, 1);
+    EXPECT_TRUE(whole.text.empty());
+    EXPECT_EQ(unit.requests().size(), 2u);
+    unit.command("fault close off");
+
     unit.command("fault hang on");
-    const int fd = sendRequest("/dinfo");
+    unit.clearRecords();
+    const int fd = sendGet(cfg.address, cfg.httpPort, "/dinfo");
     ASSERT_GE(fd, 0);
     ASSERT_TRUE(waitUntil([&] { return !unit.requests().empty(); }, 1000)) << "the request is read";
     EXPECT_FALSE(closedWithoutAByte(fd, 300)) << "nothing comes, the connection stays";
@@ -60,27 +47,15 @@ TEST_F(UnitFaults, HangAcceptsAndNeverAnswersUntilSwitchedOff)
     ::close(fd);
 }
 
-TEST_F(UnitFaults, CloseEndsTheConnectionWithoutAByte)
-{
-    unit.command("fault close on");
-    EXPECT_EQ(get("/dinfo", true).code, -8);
-    const HttpReply whole = get("/info");
-    EXPECT_EQ(whole.code, 1);
-    EXPECT_TRUE(whole.text.empty());
-    EXPECT_EQ(unit.requests().size(), 2u);
-}
-
-TEST_F(UnitFaults, SlowAnswersAByteAtATime)
+TEST_F(UnitFaults, SlowAnswersAByteAtATimeAndStopStaysBounded)
 {
     const std::string normal = get("/dinfo").text;
     unit.command("fault slow on 2");
     EXPECT_EQ(get("/dinfo", true).text, "H") << "one read gets one byte";
     EXPECT_EQ(get("/dinfo").text, normal) << "read to the end, the page is whole";
-}
 
-TEST_F(UnitFaults, StopIsBoundedWhileAnsweringSlowly)
-{
     unit.command("fault slow on 500");
+    unit.clearRecords();
     std::thread client([&] { get("/info"); });
     ASSERT_TRUE(waitUntil([&] { return !unit.requests().empty(); }, 1000));
     const auto start = std::chrono::steady_clock::now();
@@ -90,30 +65,16 @@ TEST_F(UnitFaults, StopIsBoundedWhileAnsweringSlowly)
     EXPECT_LT(took, std::chrono::seconds(2));
 }
 
-TEST_F(UnitFaults, NotFoundOnEveryPage)
-{
-    unit.command("fault notfound on");
-    for (const char* path : {"/info", "/dinfo", "/balance", "/knob?2/5"})
-    {
-        const std::string page = get(path, true).text;
-        EXPECT_GT(page.find("Error 404"), 0u) << path;
-        EXPECT_NE(page.find("Error 404"), std::string::npos) << path;
-    }
-    EXPECT_EQ(unit.row(2).value, 512) << "a 404 applies nothing";
-}
-
-TEST_F(UnitFaults, ShortDinfoStaysUnder200BytesWithItsSerial)
+TEST_F(UnitFaults, IdentityFaultsChangeThePages)
 {
     unit.command("fault shortdinfo on");
-    const std::string page = get("/dinfo", true).text;
+    std::string page = get("/dinfo", true).text;
     EXPECT_LT(page.size(), 200u);
     EXPECT_EQ(cut(page, "{SNR: ", 7, 10), cfg.serial);
-}
+    unit.command("fault shortdinfo off");
 
-TEST_F(UnitFaults, ProductAndSerialChangeTheIdentity)
-{
     unit.command("fault product on");
-    std::string page = get("/dinfo", true).text;
+    page = get("/dinfo", true).text;
     EXPECT_GE(page.size(), 200u);
     EXPECT_EQ(page.find("MORVAN"), std::string::npos) << "another product names nothing of ours";
     EXPECT_EQ(cut(page, "{SNR: ", 7, 10).size(), 10u);
@@ -126,17 +87,13 @@ TEST_F(UnitFaults, ProductAndSerialChangeTheIdentity)
     EXPECT_EQ(page.find(cfg.serial), std::string::npos) << "the stored serial is found nowhere";
     EXPECT_NE(page.find("MORVAN"), std::string::npos) << "still the product";
     EXPECT_EQ(unit.name(), other);
-
     unit.command("fault serial on MORVAN7777");
     EXPECT_EQ(cut(get("/dinfo", true).text, "{SNR: ", 7, 10), "MORVAN7777");
     unit.command("fault serial off");
     EXPECT_EQ(cut(get("/dinfo", true).text, "{SNR: ", 7, 10), cfg.serial);
-}
 
-TEST_F(UnitFaults, NoPortLeavesThePortOutOfInfo)
-{
     unit.command("fault noport on");
-    const std::string page = get("/info").text;
+    page = get("/info").text;
     EXPECT_EQ(page.find("port"), std::string::npos);
     EXPECT_NE(page.find("\"comp\":["), std::string::npos);
 }
@@ -145,6 +102,11 @@ TEST_F(UnitFaults, VanishClosesEverySocketAndReturnKeepsTheState)
 {
     UdpPort status("0.0.0.0", cfg.statusPort);
     UdpPort finder("0.0.0.0", testPort(18));
+    const auto discovered = [&](int ms)
+    {
+        finder.sendTo(cfg.address, cfg.discoveryPort, "Ciao Mac ist hier");
+        return finder.receive(ms).has_value();
+    };
     unit.command("set 2 600");
     ASSERT_EQ(get("/info").code, 1);
     ASSERT_TRUE(status.receive(1000).has_value());
@@ -154,16 +116,14 @@ TEST_F(UnitFaults, VanishClosesEverySocketAndReturnKeepsTheState)
     EXPECT_EQ(get("/info").code, -6);
     status.drain();
     EXPECT_FALSE(status.receive(150).has_value());
-    finder.sendTo(cfg.address, cfg.discoveryPort, "Ciao Mac ist hier");
-    EXPECT_FALSE(finder.receive(200).has_value());
+    EXPECT_FALSE(discovered(200));
 
     EXPECT_EQ(unit.command("return"), "ok");
     const HttpReply back = get("/info");
     ASSERT_EQ(back.code, 1);
     EXPECT_NE(back.text.find("[600, 1023, 0, 0, 0]"), std::string::npos);
     EXPECT_TRUE(status.receive(1000).has_value());
-    finder.sendTo(cfg.address, cfg.discoveryPort, "Ciao Mac ist hier");
-    EXPECT_TRUE(finder.receive(1000).has_value());
+    EXPECT_TRUE(discovered(1000));
     const std::string log = readFile(cfg.logPath);
     EXPECT_NE(log.find(" VANISH "), std::string::npos);
     EXPECT_NE(log.find(" RETURN "), std::string::npos);

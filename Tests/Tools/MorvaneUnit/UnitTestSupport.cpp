@@ -2,36 +2,18 @@
 
 #include <arpa/inet.h>
 #include <cstdio>
-#include <fcntl.h>
 #include <fstream>
-#include <net/if.h>
+#include <iterator>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sstream>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 
 namespace morvane::test
 {
 namespace
 {
-bool bringLoopbackUp()
-{
-    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    ifreq ifr{};
-    std::snprintf(ifr.ifr_name, IFNAMSIZ, "lo");
-    const bool ok = fd >= 0 && ::ioctl(fd, SIOCGIFFLAGS, &ifr) == 0 &&
-                    (ifr.ifr_flags |= IFF_UP, ::ioctl(fd, SIOCSIFFLAGS, &ifr) == 0);
-    if (fd >= 0)
-        ::close(fd);
-    return ok;
-}
-
 // Runs before main, while the process has one thread: as root, the whole process gets a network
-// namespace with only its own loopback.
-const bool isolated = ::geteuid() == 0 && ::unshare(CLONE_NEWNET) == 0 && bringLoopbackUp();
+// namespace with only its own loopback, so fixed ports are free.
+const bool isolated = enterOwnNetwork();
 
 sockaddr_in socketAddress(const std::string& address, uint16_t port)
 {
@@ -47,49 +29,48 @@ bool readable(int fd, int ms)
     pollfd p{fd, POLLIN, 0};
     return ::poll(&p, 1, ms) > 0;
 }
-} // namespace
 
-bool isolatedNetwork()
+int closed(int fd)
 {
-    return isolated;
+    ::close(fd);
+    return -1;
 }
+} // namespace
 
 int connectTo(const std::string& address, uint16_t port, int timeoutMs)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    sockaddr_in sa = socketAddress(address, port);
     if (fd < 0)
         return -1;
+    sockaddr_in sa = socketAddress(address, port);
     if (::connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0 && errno != EINPROGRESS)
-    {
-        ::close(fd);
-        return -1;
-    }
+        return closed(fd);
     pollfd p{fd, POLLOUT, 0};
     int err = 0;
     socklen_t len = sizeof err;
     if (::poll(&p, 1, timeoutMs) <= 0 || ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len) != 0 || err != 0)
-    {
-        ::close(fd);
-        return -1;
-    }
+        return closed(fd);
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    return fd;
+}
+
+int sendGet(const std::string& address, uint16_t port, const std::string& path, int timeoutMs)
+{
+    const int fd = connectTo(address, port, timeoutMs);
+    const std::string request =
+        "GET " + path + " HTTP/1.1\r\nHost:" + address + "\r\nConnection: close\r\n\r\n";
+    if (fd >= 0)
+        ::send(fd, request.data(), request.size(), MSG_NOSIGNAL);
     return fd;
 }
 
 HttpReply httpGet(const std::string& address, uint16_t port, const std::string& path, bool singleRead,
                   int timeoutMs)
 {
-    HttpReply reply;
-    const int fd = connectTo(address, port, timeoutMs);
+    const int fd = sendGet(address, port, path, timeoutMs);
     if (fd < 0)
-    {
-        reply.code = -6;
-        return reply;
-    }
-    const std::string request =
-        "GET " + path + " HTTP/1.1\r\nHost:" + address + "\r\nConnection: close\r\n\r\n";
-    ::send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+        return {-6, {}};
+    HttpReply reply;
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (std::chrono::steady_clock::now() < end)
     {
@@ -125,10 +106,7 @@ UdpPort::UdpPort(const std::string& address, uint16_t port, bool broadcast)
         ::setsockopt(fd_, SOL_SOCKET, SO_BROADCAST, &one, sizeof one);
     sockaddr_in sa = socketAddress(address, port);
     if (fd_ >= 0 && ::bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0)
-    {
-        ::close(fd_);
-        fd_ = -1;
-    }
+        fd_ = closed(fd_);
 }
 
 UdpPort::~UdpPort()
@@ -150,7 +128,7 @@ std::optional<Datagram> UdpPort::receive(int timeoutMs)
         return std::nullopt;
     char text[INET_ADDRSTRLEN] = {};
     ::inet_ntop(AF_INET, &from.sin_addr, text, sizeof text);
-    return Datagram{std::string(buf, static_cast<size_t>(n)), text, ntohs(from.sin_port)};
+    return Datagram{std::string(buf, static_cast<size_t>(n)), text};
 }
 
 void UdpPort::drain()
@@ -179,6 +157,12 @@ bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
     return true;
 }
 
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
 uint16_t testPort(int offset)
 {
     const int base = isolated ? 20000 : 20000 + static_cast<int>(::getpid() % 2000) * 20;
@@ -197,14 +181,6 @@ sim::UnitConfig loopbackConfig(int index)
     c.logPath = "/tmp/morvane-unit-test-" + std::to_string(::getpid()) + "-" + std::to_string(index) + ".log";
     std::remove(c.logPath.c_str());
     return c;
-}
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
 }
 
 } // namespace morvane::test

@@ -1,6 +1,5 @@
 // Test helpers for the simulated unit: a raw client that sends exactly what the plug-in sends, the
-// plug-in's fixed-offset cuts, a UDP port to receive status and discovery replies, and per-process
-// network isolation so that test processes running side by side never share ports.
+// plug-in's fixed-offset cut, a UDP port for status and discovery replies.
 #pragma once
 
 #include "MorvaneUnit/Unit.h"
@@ -8,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -16,29 +14,26 @@
 namespace morvane::test
 {
 
-// True when this process runs in a network namespace of its own (root): fixed ports are then free.
-bool isolatedNetwork();
-
 struct HttpReply
 {
     int code = 0; // 1 good, -6 no connection, -8 nothing came (single read)
     std::string text;
 };
 
-// GET path the way the plug-in does: one recv (singleRead) or everything until the server closes.
-HttpReply httpGet(const std::string& address, uint16_t port, const std::string& path, bool singleRead = false,
-                  int timeoutMs = 3000);
 // -1 when refused or not connected within timeoutMs.
 int connectTo(const std::string& address, uint16_t port, int timeoutMs = 1000);
+// Connects and sends the plug-in's GET request; the socket, or -1.
+int sendGet(const std::string& address, uint16_t port, const std::string& path, int timeoutMs = 1000);
+// One recv (singleRead) or everything until the server closes.
+HttpReply httpGet(const std::string& address, uint16_t port, const std::string& path, bool singleRead = false,
+                  int timeoutMs = 3000);
 
 // The plug-in's cut: up to length bytes from offset behind the first pattern; empty when missing.
 std::string cut(const std::string& text, const std::string& pattern, size_t offset, size_t length);
 
 struct Datagram
 {
-    std::string data;
-    std::string from;
-    uint16_t fromPort = 0;
+    std::string data, from;
 };
 
 class UdpPort
@@ -56,14 +51,12 @@ private:
 };
 
 bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
+std::string readFile(const std::string& path);
 
 // A unit config on a loopback address of its own; ports fixed when isolated, else spread by pid.
 sim::UnitConfig loopbackConfig(int index);
 uint16_t testPort(int offset);
 
-std::string readFile(const std::string& path);
-
-// A case with one started unit on loopback address number index.
 template <int index> class UnitCase : public ::testing::Test
 {
 protected:
@@ -81,12 +74,9 @@ protected:
 
 // Network namespaces need root. In CI (CI set) their tests must run, so missing root fails there.
 #define REQUIRE_STUDIO_NET()                                                                                 \
-    do                                                                                                       \
+    if (!morvane::test::StudioNet::usable())                                                                 \
     {                                                                                                        \
-        if (!morvane::test::StudioNet::usable())                                                             \
-        {                                                                                                    \
-            if (std::getenv("CI"))                                                                           \
-                FAIL() << "the studio network needs root and iproute2";                                      \
-            GTEST_SKIP() << "the studio network needs root";                                                 \
-        }                                                                                                    \
-    } while (false)
+        if (std::getenv("CI"))                                                                               \
+            FAIL() << "the studio network needs root and iproute2";                                          \
+        GTEST_SKIP() << "the studio network needs root";                                                     \
+    }
