@@ -36,7 +36,7 @@ TEST(TextCut, NeverReadsPastTheEnd)
     EXPECT_FLOAT_EQ(f, -20.5f);
 }
 
-TEST(GlobalData, IpDigitsFollowTheAddress)
+TEST(GlobalData, IpDigitsFollowTheAddressAndListsIgnoreIndicesOutsideTheirBounds)
 {
     Settings settings;
     GlobalData global(&settings);
@@ -52,10 +52,7 @@ TEST(GlobalData, IpDigitsFollowTheAddress)
         for (int i = 0; i < 4; ++i)
             EXPECT_EQ(global.ipDigits.get(i), digits[(size_t)i]) << address << " field " << i;
     }
-}
 
-TEST(GlobalData, ListsIgnoreIndicesOutsideTheirBounds)
-{
     IpList list;
     list.set(-1, "a");
     list.set(99, "b");
