@@ -52,7 +52,8 @@ TEST_F(UnitFaults, SlowAnswersAByteAtATimeAndStopStaysBounded)
     const std::string normal = get("/dinfo").text;
     unit.command("fault slow on 2");
     EXPECT_EQ(get("/dinfo", true).text, "H") << "one read gets one byte";
-    EXPECT_EQ(get("/dinfo").text, normal) << "read to the end, the page is whole";
+    // A loaded machine stretches the pauses between bytes: a long bound for the whole page.
+    EXPECT_EQ(httpGet(cfg.address, cfg.httpPort, "/dinfo", false, 15000).text, normal) << "the page is whole";
 
     unit.command("fault slow on 500");
     unit.clearRecords();
@@ -67,30 +68,32 @@ TEST_F(UnitFaults, SlowAnswersAByteAtATimeAndStopStaysBounded)
 
 TEST_F(UnitFaults, IdentityFaultsChangeThePages)
 {
+    const auto dinfo = [&]
+    {
+        return get("/dinfo", true).text;
+    };
     unit.command("fault shortdinfo on");
-    std::string page = get("/dinfo", true).text;
-    EXPECT_LT(page.size(), 200u);
-    EXPECT_EQ(cut(page, "{SNR: ", 7, 10), cfg.serial);
+    EXPECT_LT(dinfo().size(), 200u);
+    EXPECT_EQ(serialIn(dinfo()), cfg.serial);
     unit.command("fault shortdinfo off");
 
     unit.command("fault product on");
-    page = get("/dinfo", true).text;
+    std::string page = dinfo();
     EXPECT_GE(page.size(), 200u);
     EXPECT_EQ(page.find("MORVAN"), std::string::npos) << "another product names nothing of ours";
-    EXPECT_EQ(cut(page, "{SNR: ", 7, 10).size(), 10u);
+    EXPECT_EQ(serialIn(page).size(), 10u);
     unit.command("fault product off");
 
     unit.command("fault serial on");
-    page = get("/dinfo", true).text;
-    const std::string other = cut(page, "{SNR: ", 7, 10);
-    EXPECT_NE(other, cfg.serial);
+    page = dinfo();
+    EXPECT_NE(serialIn(page), cfg.serial);
     EXPECT_EQ(page.find(cfg.serial), std::string::npos) << "the stored serial is found nowhere";
     EXPECT_NE(page.find("MORVAN"), std::string::npos) << "still the product";
-    EXPECT_EQ(unit.name(), other);
+    EXPECT_EQ(unit.name(), serialIn(page));
     unit.command("fault serial on MORVAN7777");
-    EXPECT_EQ(cut(get("/dinfo", true).text, "{SNR: ", 7, 10), "MORVAN7777");
+    EXPECT_EQ(serialIn(dinfo()), "MORVAN7777");
     unit.command("fault serial off");
-    EXPECT_EQ(cut(get("/dinfo", true).text, "{SNR: ", 7, 10), cfg.serial);
+    EXPECT_EQ(serialIn(dinfo()), cfg.serial);
 
     unit.command("fault noport on");
     page = get("/info").text;

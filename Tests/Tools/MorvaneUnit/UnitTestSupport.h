@@ -7,12 +7,49 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <arpa/inet.h>
+#include <fstream>
+#include <iterator>
+#include <netinet/in.h>
 #include <optional>
-#include <string>
+#include <poll.h>
 
 namespace morvane::test
 {
+// Made before main, while the process has one thread: as root, the whole process gets a network
+// namespace with only its own loopback, so fixed ports are free.
+inline const bool isolated = enterOwnNetwork();
+
+inline sockaddr_in socketAddress(const std::string& address, uint16_t port)
+{
+    sockaddr_in sa{};
+    sa.sin_family = AF_INET;
+    sa.sin_port = htons(port);
+    ::inet_pton(AF_INET, address.c_str(), &sa.sin_addr);
+    return sa;
+}
+
+inline bool readable(int fd, int ms)
+{
+    pollfd p{fd, POLLIN, 0};
+    return ::poll(&p, 1, ms) > 0;
+}
+
+// Connects within timeoutMs and sends the plug-in's GET request: the socket, or -1.
+inline int sendGet(const std::string& address, uint16_t port, const std::string& path, int timeoutMs = 1000)
+{
+    int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval bound{timeoutMs / 1000, timeoutMs % 1000 * 1000};
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound); // bounds connect() too
+    sockaddr_in sa = socketAddress(address, port);
+    if (fd >= 0 && ::connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0)
+        fd = (::close(fd), -1);
+    const std::string request =
+        "GET " + path + " HTTP/1.1\r\nHost:" + address + "\r\nConnection: close\r\n\r\n";
+    if (fd >= 0)
+        ::send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+    return fd;
+}
 
 struct HttpReply
 {
@@ -20,16 +57,36 @@ struct HttpReply
     std::string text;
 };
 
-// -1 when refused or not connected within timeoutMs.
-int connectTo(const std::string& address, uint16_t port, int timeoutMs = 1000);
-// Connects and sends the plug-in's GET request; the socket, or -1.
-int sendGet(const std::string& address, uint16_t port, const std::string& path, int timeoutMs = 1000);
-// One recv (singleRead) or everything until the server closes.
-HttpReply httpGet(const std::string& address, uint16_t port, const std::string& path, bool singleRead = false,
-                  int timeoutMs = 3000);
+// One recv (singleRead) or everything until the server closes, within timeoutMs.
+inline HttpReply httpGet(const std::string& address, uint16_t port, const std::string& path,
+                         bool singleRead = false, int timeoutMs = 3000)
+{
+    const int fd = sendGet(address, port, path, timeoutMs);
+    if (fd < 0)
+        return {-6, {}};
+    std::string text;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (ssize_t n = 1; n > 0 && !(singleRead && !text.empty()) && std::chrono::steady_clock::now() < end;)
+    {
+        char buf[65536];
+        if (readable(fd, 20) && (n = ::recv(fd, buf, sizeof buf, 0)) > 0)
+            text.append(buf, static_cast<size_t>(n));
+    }
+    ::close(fd);
+    return {singleRead && text.empty() ? -8 : 1, text};
+}
 
 // The plug-in's cut: up to length bytes from offset behind the first pattern; empty when missing.
-std::string cut(const std::string& text, const std::string& pattern, size_t offset, size_t length);
+inline std::string cut(const std::string& text, const std::string& pattern, size_t offset, size_t length)
+{
+    const size_t pos = text.find(pattern);
+    return pos == std::string::npos || pos + offset >= text.size() ? "" : text.substr(pos + offset, length);
+}
+
+inline std::string serialIn(const std::string& dinfo)
+{
+    return cut(dinfo, "{SNR: ", 7, 10);
+}
 
 struct Datagram
 {
@@ -39,23 +96,90 @@ struct Datagram
 class UdpPort
 {
 public:
-    UdpPort(const std::string& address, uint16_t port, bool broadcast = false);
-    ~UdpPort();
+    UdpPort(const std::string& address, uint16_t port, bool broadcast = false)
+    {
+        const int one = 1;
+        ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+        if (broadcast)
+            ::setsockopt(fd_, SOL_SOCKET, SO_BROADCAST, &one, sizeof one);
+        sockaddr_in sa = socketAddress(address, port);
+        if (fd_ >= 0 && ::bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0)
+            fd_ = (::close(fd_), -1);
+    }
+    ~UdpPort()
+    {
+        if (fd_ >= 0)
+            ::close(fd_);
+    }
     bool ok() const { return fd_ >= 0; }
-    std::optional<Datagram> receive(int timeoutMs);
-    void drain();
-    bool sendTo(const std::string& address, uint16_t port, const std::string& data);
+    std::optional<Datagram> receive(int timeoutMs)
+    {
+        char buf[8192];
+        sockaddr_in from{};
+        socklen_t len = sizeof from;
+        const ssize_t n =
+            fd_ < 0 || !readable(fd_, timeoutMs)
+                ? -1
+                : ::recvfrom(fd_, buf, sizeof buf, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &len);
+        if (n < 0)
+            return std::nullopt;
+        char text[INET_ADDRSTRLEN] = {};
+        ::inet_ntop(AF_INET, &from.sin_addr, text, sizeof text);
+        return Datagram{std::string(buf, static_cast<size_t>(n)), text};
+    }
+    void drain()
+    {
+        for (int i = 0; i < 10000 && receive(0); ++i)
+        {
+        }
+    }
+    bool sendTo(const std::string& address, uint16_t port, const std::string& data)
+    {
+        sockaddr_in to = socketAddress(address, port);
+        return ::sendto(fd_, data.data(), data.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to) ==
+               static_cast<ssize_t>(data.size());
+    }
 
 private:
-    int fd_ = -1;
+    int fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 };
 
-bool waitUntil(const std::function<bool()>& condition, int timeoutMs);
-std::string readFile(const std::string& path);
+inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (; !condition(); std::this_thread::sleep_for(std::chrono::milliseconds(5)))
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+    return true;
+}
 
-// A unit config on a loopback address of its own; ports fixed when isolated, else spread by pid.
-sim::UnitConfig loopbackConfig(int index);
-uint16_t testPort(int offset);
+inline std::string readFile(const std::string& path)
+{
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Fixed ports when isolated, else spread by pid.
+inline uint16_t testPort(int offset)
+{
+    return static_cast<uint16_t>(20000 + (isolated ? 0 : ::getpid() % 2000 * 20) + offset);
+}
+
+// A unit on loopback address 127.0.0.(10+index): HTTP on testPort(index), status to testPort(10+index),
+// discovery on testPort(19).
+inline sim::UnitConfig loopbackConfig(int index)
+{
+    sim::UnitConfig c;
+    c.address = "127.0.0." + std::to_string(10 + index);
+    c.httpPort = testPort(index);
+    c.statusPort = testPort(10 + index);
+    c.discoveryPort = testPort(19);
+    c.periodMs = 10;
+    c.serial = "MORVAN" + std::string(index < 10 ? "000" : "00") + std::to_string(index);
+    c.logPath = "/tmp/morvane-unit-test-" + std::to_string(::getpid()) + "-" + std::to_string(index) + ".log";
+    std::remove(c.logPath.c_str());
+    return c;
+}
 
 template <int index> class UnitCase : public ::testing::Test
 {
@@ -69,7 +193,6 @@ protected:
     sim::UnitConfig cfg = loopbackConfig(index);
     sim::Unit unit{cfg};
 };
-
 } // namespace morvane::test
 
 // Network namespaces need root. In CI (CI set) their tests must run, so missing root fails there.
