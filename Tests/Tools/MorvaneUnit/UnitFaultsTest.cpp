@@ -12,12 +12,7 @@ using UnitFaults = UnitCase<4>;
 bool closedWithoutAByte(int fd, int ms)
 {
     char c;
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    for (ssize_t n = -1; std::chrono::steady_clock::now() < end;
-         std::this_thread::sleep_for(std::chrono::milliseconds(5)))
-        if ((n = ::recv(fd, &c, 1, MSG_DONTWAIT)) >= 0)
-            return n == 0;
-    return false;
+    return readable(fd, ms) && ::recv(fd, &c, 1, MSG_DONTWAIT) == 0;
 }
 
 TEST_F(UnitFaults, RefusedCloseAndHangHoldUntilSwitchedOff)

@@ -20,7 +20,7 @@ protected:
     float balance() { return std::strtof(cut(fetch("/balance", true), "e\": ", 5, 5).c_str(), nullptr); }
 };
 
-TEST_F(UnitPages, DinfoAndInfoHoldWhatThePluginCutsOut)
+TEST_F(UnitPages, DinfoInfoAndBalanceHoldWhatThePluginCutsOut)
 {
     const std::string page = fetch("/dinfo", true); // one read, as the serial check does
     const std::string body = page.substr(page.find("\r\n\r\n") + 4);
@@ -41,10 +41,7 @@ TEST_F(UnitPages, DinfoAndInfoHoldWhatThePluginCutsOut)
     EXPECT_NE(info.find("\"comp\":["), std::string::npos);
     EXPECT_NE(info.find("\"clip\":"), std::string::npos);
     EXPECT_EQ(info.back(), '}');
-}
 
-TEST_F(UnitPages, BalanceIsReadAndWritten)
-{
     fetch("/balance?2.5");
     EXPECT_NE(fetch("/balance", true).find("\"balance\": \"2.5\""), std::string::npos);
     EXPECT_FLOAT_EQ(balance(), 2.5f);
