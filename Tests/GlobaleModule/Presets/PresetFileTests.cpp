@@ -2,42 +2,26 @@
 #include "KnobDocument.h"
 #include "PresetFile.h"
 #include "PresetTestSupport.h"
-#include "TestEnvironment.h"
 
 #include <gtest/gtest.h>
 
 using PresetTest::freshFolder;
-using PresetTest::makeFile;
+using PresetTest::presetText;
+using TestEnvironment::readFile;
 
-TEST(PresetFileFormat, WrittenBytesAreDeclarationBlankLineAndCrLfIndentedKnobs)
-{
-    const auto path = freshFolder() + "/bytes.fxb";
-    const auto document = KnobDocument::make({7.0f, 0.5f, 0.72f, 1e-05f, 11.25f, 0.0f});
-    ASSERT_TRUE(PresetFile::write(*document, path));
-    EXPECT_EQ(TestEnvironment::readFile(path), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
-                                               "\r\n"
-                                               "<Root>\r\n"
-                                               "  <Knob0>7</Knob0>\r\n"
-                                               "  <Knob1>0.5</Knob1>\r\n"
-                                               "  <Knob2>0.72</Knob2>\r\n"
-                                               "  <Knob3>1e-05</Knob3>\r\n"
-                                               "  <Knob4>11.25</Knob4>\r\n"
-                                               "  <Knob5>0</Knob5>\r\n"
-                                               "</Root>\r\n");
-    EXPECT_EQ(PresetFile::toText(*document), TestEnvironment::readFile(path));
-}
-
-TEST(PresetFileFormat, ReplacingAFileLeavesNoTemporaryBehind)
+TEST(PresetFileFormat, WrittenBytesReplaceAFileWholeAndLeaveNoTemporary)
 {
     const auto folder = freshFolder();
-    const auto path = folder + "/again.fxb";
-    makeFile(path, "old content");
-    ASSERT_TRUE(PresetFile::write(*KnobDocument::make({0.25f}), path));
-    EXPECT_EQ(TestEnvironment::readFile(path), PresetTest::presetText({"0.25"}));
-    EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"again.fxb"});
+    const auto path = folder + "/bytes.fxb";
+    TestEnvironment::writeFile(path, "old content");
+    const auto document = KnobDocument::make({7.0f, 0.5f, 0.72f, 1e-05f, 11.25f, 0.0f});
+    ASSERT_TRUE(PresetFile::write(*document, path));
+    EXPECT_EQ(readFile(path), presetText({"7", "0.5", "0.72", "1e-05", "11.25", "0"}));
+    EXPECT_EQ(PresetFile::toText(*document), readFile(path));
+    EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"bytes.fxb"});
 }
 
-TEST(PresetSavePath, TheExtensionIsAddedOnlyWhenTheNameHoldsNone)
+TEST(PresetFileFormat, TheExtensionIsAddedOnlyWhenTheNameHoldsNone)
 {
     EXPECT_EQ(PresetFile::savePathFor("/p", "Presetname"), "/p//Presetname.fxb");
     EXPECT_EQ(PresetFile::savePathFor("/p", "mix.fxb"), "/p//mix.fxb");
@@ -57,37 +41,39 @@ TEST(PresetReader, ParsingStartsAtTheFirstRootTagBehindTheFirstByte)
     EXPECT_EQ(PresetFile::fromRootTag("ab<Root"), "");
 }
 
-TEST(PresetReader, TheTextEndsAtTheFirstZeroByte)
+// Refused before the framework's XML reader sees them: deep nesting, oversized files and
+// (found by the preset fuzzer) broken UTF-8, which sent that reader past the text's end.
+TEST(PresetReader, FilesAreGuardedBeforeParsing)
 {
-    const auto path = freshFolder() + "/zero.fxb";
-    makeFile(path, std::string("x<Root><Knob0>0.5</Knob0></Root>\0<Knob1>1</Knob1>", 50));
-    EXPECT_EQ(PresetFile::readText(path), "x<Root><Knob0>0.5</Knob0></Root>");
-    const auto document = PresetFile::read(path);
-    ASSERT_NE(document, nullptr);
-    EXPECT_EQ(document->getNumChildElements(), 1);
-}
-
-TEST(PresetReader, DeepNestingAndOversizedFilesAreRefusedBeforeParsing)
-{
-    const auto folder = freshFolder();
-    std::string deep = "x<Root>";
+    std::string deep = "x<Root>", wide = "x<Root>";
     for (int i = 0; i < 100000; ++i)
         deep += "<a>";
-    makeFile(folder + "/deep.fxb", deep);
-    EXPECT_EQ(PresetFile::read(folder + "/deep.fxb"), nullptr);
-
-    // Many elements side by side, closed or closed in themselves, are no nesting.
-    std::string wide = "x<Root>";
     for (int i = 0; i < 200; ++i)
         wide += "<Knob3/><Knob4>0.5</Knob4>";
-    wide += "</Root>";
-    makeFile(folder + "/wide.fxb", wide);
-    EXPECT_NE(PresetFile::read(folder + "/wide.fxb"), nullptr);
-
-    std::string large = PresetTest::presetText({"0.5"});
-    large += std::string(PresetFile::maxBytes, ' ');
-    makeFile(folder + "/large.fxb", large);
-    EXPECT_EQ(PresetFile::read(folder + "/large.fxb"), nullptr);
+    struct Case
+    {
+        const char* why;
+        std::string content;
+        int children; // -1: no document
+    };
+    const Case cases[] = {
+        {"deep", deep, -1},
+        {"wide is no nesting", wide + "</Root>", 400},
+        {"oversized", presetText({"0.5"}) + std::string(PresetFile::maxBytes, ' '), -1},
+        {"broken UTF-8", presetText({"0.5"}) + "\x81\n  <Knob5<R", -1},
+        {"proper UTF-8", presetText({"0.5"}) + "<!-- K\xc3\xa4se -->", 1},
+        {"ends at the first zero byte", std::string("x<Root><Knob0>0.5</Knob0></Root>\0<Knob1>1</Knob1>", 50),
+         1},
+    };
+    const auto path = freshFolder() + "/case.fxb";
+    for (const auto& entry : cases)
+    {
+        SCOPED_TRACE(entry.why);
+        TestEnvironment::writeFile(path, entry.content);
+        const auto document = PresetFile::read(path);
+        EXPECT_EQ(document != nullptr ? document->getNumChildElements() : -1, entry.children);
+    }
+    EXPECT_EQ(PresetFile::readText(path), "x<Root><Knob0>0.5</Knob0></Root>");
 }
 
 // Found by the fuzzers: text on which the framework's XML reader loops for ever. Only the
@@ -114,15 +100,4 @@ TEST(PresetReader, OnlyPlainMarkupReachesTheReader)
     ASSERT_NE(document, nullptr);
     EXPECT_EQ(document->getNumChildElements(), 3);
     EXPECT_EQ(document->getChildElement(2)->getAllSubText(), "&1");
-}
-
-// Found by the preset fuzzer: a broken UTF-8 sequence near the end sent the framework's XML
-// reader past the text's end. Such a file holds no preset; proper UTF-8 still reads.
-TEST(PresetReader, BrokenUtf8IsNoPreset)
-{
-    const auto folder = freshFolder();
-    makeFile(folder + "/broken.fxb", PresetTest::presetText({"0.5"}) + "\x81\n  <Knob5<R");
-    EXPECT_EQ(PresetFile::read(folder + "/broken.fxb"), nullptr);
-    makeFile(folder + "/umlaut.fxb", PresetTest::presetText({"0.5"}) + "<!-- K\xc3\xa4se -->");
-    EXPECT_NE(PresetFile::read(folder + "/umlaut.fxb"), nullptr);
 }

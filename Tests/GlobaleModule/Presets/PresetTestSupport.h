@@ -1,17 +1,52 @@
 #pragma once
 
+#include "TestEnvironment.h"
+
+#include <atomic>
+#include <dirent.h>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
-// Small file-system helpers of the preset tests; every path lies in a fresh temporary folder.
+// File-system helpers of the preset tests; every path lies below the run's temporary home.
 namespace PresetTest
 {
-// A new empty folder below the run's temporary home.
-std::string freshFolder();
-void makeFolder(const std::string& path);
-void makeFile(const std::string& path, const std::string& content = "x");
+inline void makeFolder(const std::string& path)
+{
+    ::mkdir(path.c_str(), 0755);
+}
+
+inline std::string freshFolder()
+{
+    static std::atomic<int> serial{0};
+    const auto folder = TestEnvironment::home() + "/case" + std::to_string(serial++);
+    makeFolder(folder);
+    return folder;
+}
+
 // Entry names as the directory delivers them, "." and ".." left out.
-std::vector<std::string> directoryOrder(const std::string& folder);
+inline std::vector<std::string> directoryOrder(const std::string& folder)
+{
+    std::vector<std::string> names;
+    if (DIR* directory = ::opendir(folder.c_str()))
+    {
+        while (const dirent* entry = ::readdir(directory))
+            if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
+                names.push_back(entry->d_name);
+        ::closedir(directory);
+    }
+    return names;
+}
+
 // The preset text the plug-in writes for these knob texts ("Knob<i>" in order).
-std::string presetText(const std::vector<std::string>& knobTexts);
+inline std::string presetText(const std::vector<std::string>& knobTexts)
+{
+    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<Root>\r\n";
+    for (size_t i = 0; i < knobTexts.size(); ++i)
+    {
+        const auto tag = "Knob" + std::to_string(i);
+        text += "  <" + tag + ">" + knobTexts[i] + "</" + tag + ">\r\n";
+    }
+    return text + "</Root>\r\n";
+}
 } // namespace PresetTest

@@ -16,10 +16,8 @@ namespace
 std::set<int> requestedRows(const std::string& line)
 {
     std::set<int> rows;
-    const auto start = line.find("/knob?");
-    if (start == std::string::npos)
-        return rows;
-    std::istringstream pairs(line.substr(start + 6, line.find(' ', start) - start - 6));
+    const auto start = line.find("/knob?") + 6;
+    std::istringstream pairs(line.substr(start, line.find(' ', start) - start));
     std::string row, value;
     while (std::getline(pairs, row, '/') && std::getline(pairs, value, '/'))
         rows.insert(std::stoi(row));
@@ -50,22 +48,16 @@ TEST(PresetsOnAUnit, ALoadedPresetReachesTheUnitInOneRequest)
     rig.runCycles(4);
     // Every knob of the preset is applied at once, so one request carries the changed ones.
     const auto requests = rig.knobRequests();
-    ASSERT_EQ(requests.size(), 1u);
-    const auto rows = requestedRows(requests[0]);
-    EXPECT_EQ(rows.count(3), 1u) << requests[0];
-    EXPECT_EQ(rows.count(8), 1u) << requests[0];
+    ASSERT_EQ(requests.size(), 1u) << requests.back();
+    EXPECT_EQ(requestedRows(requests[0]).count(3), 1u) << requests[0];
+    EXPECT_EQ(requestedRows(requests[0]).count(8), 1u) << requests[0];
 
-    const auto output = rig.unit->row(3);
-    const auto threshold = rig.unit->row(8);
-    const int wantOutput = (int)(0.25 * (output.max - output.min) + output.min);
-    const int wantThreshold = (int)(0.75 * (threshold.max - threshold.min) + threshold.min);
-    EXPECT_TRUE(TestEnvironment::pumpUntil(
-        [&]
-        {
-            return std::abs(rig.unit->row(3).value - wantOutput) <= 1 &&
-                   std::abs(rig.unit->row(8).value - wantThreshold) <= 1;
-        },
-        3000))
+    auto onUnit = [&rig](int row, float knob)
+    {
+        const auto r = rig.unit->row(row);
+        return std::abs(r.value - (int)(knob * (r.max - r.min) + r.min)) <= 1;
+    };
+    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return onUnit(3, 0.25f) && onUnit(8, 0.75f); }, 3000))
         << rig.unit->row(3).value << " " << rig.unit->row(8).value;
     EXPECT_NEAR(rig.processor->getKnob(3)->getValue(), 0.25, 1e-6);
 }

@@ -5,16 +5,17 @@
 #include "PresetFile.h"
 #include "PresetTestSupport.h"
 #include "ReplaceQuestion.h"
-#include "TestEnvironment.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <sstream>
 #include <vector>
 
 using PresetTest::freshFolder;
-using PresetTest::makeFile;
 using PresetTest::presetText;
+using TestEnvironment::readFile;
 
 namespace
 {
@@ -51,27 +52,21 @@ protected:
         return values;
     }
 
-    void load(const std::string& path)
+    // Sets the path and the request the next tick serves, and runs that tick.
+    template <typename Path> void serve(Path& path, std::atomic<bool>& request, const std::string& value)
     {
-        global().loadPath = path;
-        global().loadRequest = true;
+        path = value;
+        request = true;
         processor->timerCallback();
-        EXPECT_FALSE(global().loadRequest.load());
+        EXPECT_FALSE(request.load());
     }
+    void load(const std::string& path) { serve(global().loadPath, global().loadRequest, path); }
+    void save(const std::string& path) { serve(global().presetPath, global().savePresetRequest, path); }
 
     void loadText(const std::string& content)
     {
-        const auto path = freshFolder() + "/preset.fxb";
-        makeFile(path, content);
-        load(path);
-    }
-
-    void save(const std::string& path)
-    {
-        global().presetPath = path;
-        global().savePresetRequest = true;
-        processor->timerCallback();
-        EXPECT_FALSE(global().savePresetRequest.load());
+        TestEnvironment::writeFile(folder + "/preset.fxb", content);
+        load(folder + "/preset.fxb");
     }
 
     // Everything a preset may change, to tell "nothing changed" exactly.
@@ -90,17 +85,6 @@ protected:
         return o;
     }
 
-    // The replace question is held here; the test gives the answer.
-    void holdQuestion()
-    {
-        ReplaceQuestion::setAsker(
-            [this](const juce::String& title, const juce::String& message, ReplaceQuestion::Answer answer)
-            {
-                questions.emplace_back(title, message);
-                pending = std::move(answer);
-            });
-    }
-
     // A session state with every knob at 0.3: restorePending goes up while no unit is there.
     void restoreSession()
     {
@@ -113,35 +97,33 @@ protected:
         ASSERT_TRUE(processor->isRestorePending());
     }
 
-    // A preset of 20 knobs: the given number of zeros first, the rest at 0.5.
-    static std::string presetWithZeros(int zeros)
-    {
-        std::vector<std::string> texts;
-        for (int i = 0; i < 20; ++i)
-            texts.push_back(i < zeros ? "0" : "0.5");
-        return presetText(texts);
-    }
-
     std::unique_ptr<MorvaneProcessor> processor = std::make_unique<MorvaneProcessor>();
-    std::vector<std::pair<juce::String, juce::String>> questions;
-    ReplaceQuestion::Answer pending;
+    const std::string folder = freshFolder();
 };
 } // namespace
 
-TEST_F(ProcessorPresets, ASavedPresetLoadsIntoAFreshProcessorWithTheSameKnobs)
+TEST_F(ProcessorPresets, APresetSavedWithoutAUnitLoadsIntoAFreshProcessorWithTheSameKnobs)
 {
+    ASSERT_FALSE(global().connected.load());
     setDistinctKnobs();
     const auto written = storedKnobs();
-    const auto path = freshFolder() + "/Roundtrip.fxb";
-    save(path);
+    global().autoGainValue = true;
+    global().dualMono = true;
+    save(PresetFile::savePathFor(folder, "Presetname"));
     EXPECT_TRUE(global().presetSaved.load());
-    ASSERT_TRUE(PresetFile::existsAsFile(path));
+    std::vector<std::string> texts;
+    for (double value : written)
+    {
+        std::ostringstream text;
+        text << (float)value;
+        texts.push_back(text.str());
+    }
+    EXPECT_EQ(readFile(folder + "/Presetname.fxb"), presetText(texts));
 
     processor = std::make_unique<MorvaneProcessor>();
     EXPECT_NE(storedKnobs(), written);
-    load(path);
+    load(folder + "/Presetname.fxb");
     const auto read = storedKnobs();
-    ASSERT_EQ(read.size(), written.size());
     for (size_t i = 0; i < read.size(); ++i)
         EXPECT_NEAR(read[i], written[i], 1e-6) << "knob " << i;
     // The host hears of every knob except the mode selector, which it may not set.
@@ -150,7 +132,7 @@ TEST_F(ProcessorPresets, ASavedPresetLoadsIntoAFreshProcessorWithTheSameKnobs)
     EXPECT_FLOAT_EQ(global().hostValue[5].load(), (float)written[5]);
 }
 
-TEST_F(ProcessorPresets, TagsAreAppliedInOrderIgnoringCase)
+TEST_F(ProcessorPresets, TagsAreAppliedInOrderIgnoringCaseOnceAndOnlyBehindTheFirstByte)
 {
     loadText("<?xml version=\"1.0\"?>\r\n<Root><Knob3>0.2</Knob3><KNOB4>0.4</KNOB4><knob5>0.6</knob5>"
              "<Knob3>0.8</Knob3><Knob20>0.9</Knob20><Other>1</Other></Root>");
@@ -159,45 +141,46 @@ TEST_F(ProcessorPresets, TagsAreAppliedInOrderIgnoringCase)
     EXPECT_NEAR(knob(5).getValue(), 0.6, 1e-6);
     EXPECT_NEAR(knob(20).getValue(), 0.0, 1e-6);
     EXPECT_FLOAT_EQ(global().hostValue[3].load(), 0.8f);
-}
 
-TEST_F(ProcessorPresets, ARootTagOnlyAtTheFirstByteIsNotLoaded)
-{
-    const auto before = observe();
-    loadText("<Root><Knob3>0.5</Knob3><Knob4>0.5</Knob4></Root>");
-    EXPECT_EQ(observe(), before);
-    // One byte in front of it is enough.
+    // One byte before <Root> is enough.
     loadText(" <Root><Knob3>0.5</Knob3></Root>");
     EXPECT_NEAR(knob(3).getValue(), 0.5, 1e-6);
+    knob(3).setValue(0.1, juce::dontSendNotification);
+    processor->timerCallback();
+    EXPECT_NEAR(knob(3).getValue(), 0.1, 1e-6) << "a request is served once";
 }
 
-TEST_F(ProcessorPresets, NineteenZerosAreAnEmptyPresetWhileTheOptionIsOn)
+TEST_F(ProcessorPresets, ZerosMakeAnEmptyPresetOnlyWhileTheOptionIsOn)
 {
-    setKnobs(std::vector<double>(20, 0.3));
-    ASSERT_TRUE(global().zeroPreset.load());
-    const auto before = observe();
-    loadText(presetWithZeros(19));
-    EXPECT_EQ(observe(), before);
-    // Negative values count as zero.
-    loadText(presetText({"-1", "-1", "0", "0", "0", "0", "0", "0", "0", "0",
-                         "0",  "0",  "0", "0", "0", "0", "0", "0", "0", "0.5"}));
-    EXPECT_EQ(observe(), before);
-
-    loadText(presetWithZeros(18));
-    EXPECT_NEAR(knob(0).getValue(), 0.0, 1e-6);
-    EXPECT_NEAR(knob(17).getValue(), 0.0, 1e-6);
-    EXPECT_NEAR(knob(18).getValue(), 0.5, 1e-6);
-}
-
-TEST_F(ProcessorPresets, WithTheOptionOffEvenZerosAreApplied)
-{
-    global().zeroPreset = false;
-    for (int zeros : {19, 20})
+    struct Case
     {
+        bool option;
+        int zeros;           // leading zero knobs of the preset, the rest at 0.5
+        const char* leading; // the text of knobs 0 and 1: negatives count as zero
+        bool applied;
+    };
+    const Case cases[] = {
+        {true, 19, "0", false}, {true, 19, "-1", false}, {true, 18, "0", true},
+        {false, 19, "0", true}, {false, 20, "0", true},
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(std::to_string(c.option) + " " + std::to_string(c.zeros) + " " + c.leading);
+        global().zeroPreset = c.option;
         setKnobs(std::vector<double>(20, 0.3));
-        loadText(presetWithZeros(zeros));
-        for (int i = 0; i < zeros; ++i)
-            EXPECT_DOUBLE_EQ(knob(i).getValue(), 0.0) << zeros << " zeros, knob " << i;
+        std::vector<std::string> texts(20, "0.5");
+        std::fill_n(texts.begin(), c.zeros, "0");
+        texts[0] = texts[1] = c.leading;
+        const auto before = observe();
+        loadText(presetText(texts));
+        if (!c.applied)
+        {
+            EXPECT_EQ(observe(), before);
+            continue;
+        }
+        for (int i = 0; i < c.zeros; ++i)
+            EXPECT_DOUBLE_EQ(knob(i).getValue(), 0.0) << "knob " << i;
+        EXPECT_NEAR(knob(18).getValue(), c.zeros == 18 ? 0.5 : 0.0, 1e-6);
     }
 }
 
@@ -244,135 +227,83 @@ TEST_F(ProcessorPresets, ARestoredSessionIsNotPushedWholeAfterAnIncompletePreset
 
 TEST_F(ProcessorPresets, FilesWithoutAPresetChangeNothing)
 {
-    setDistinctKnobs();
     restoreSession();
     setDistinctKnobs();
-    for (int i = 0; i < 40; ++i)
-        global().hostChanged[i] = false;
+    for (auto& changed : global().hostChanged)
+        changed = false;
     global().anyHostChange = false;
     const auto before = observe();
 
-    std::string noise(3000, '\0');
+    std::string noise(3000, '<'), deep = "x<Root>";
     unsigned seed = 12345;
-    for (auto& c : noise)
-        c = (char)((seed = seed * 1103515245u + 12345u) >> 16);
-    noise[100] = '<';
-    const std::string truncated = presetText({"0.9", "0.9", "3", "0.9"}).substr(0, 60);
-    std::string deep = "x<Root>";
+    for (size_t i = 0; i < noise.size(); i += 2)
+        noise[i] = (char)((seed = seed * 1103515245u + 12345u) >> 16);
     for (int i = 0; i < 50000; ++i)
         deep += "<Knob3>";
     const std::string contents[] = {
         noise,
-        truncated,
+        presetText({"0.9", "0.9", "3", "0.9"}).substr(0, 60), // truncated
         "",
         "<",
         deep,
         "<?xml version=\"1.0\"?>\r\n<root><Knob0>1</Knob0></root>",         // no Root
         "<?xml version=\"1.0\"?>\r\n<Root x=\"1\"><Knob0>1</Knob0></Root>", // attributes
         "x<Root><Knob0>0.5</Knob0>",                                        // unclosed
+        "<Root><Knob3>0.5</Knob3><Knob4>0.5</Knob4></Root>",                // <Root> at byte 0
     };
     for (const auto& content : contents)
     {
         loadText(content);
         EXPECT_EQ(observe(), before) << content.substr(0, 40);
     }
-    load(freshFolder() + "/missing.fxb");
-    load(freshFolder());
+    load(folder + "/missing.fxb");
+    load(folder);
     EXPECT_EQ(observe(), before);
 }
 
-TEST_F(ProcessorPresets, ARequestIsServedOnceAtTheNextTick)
+TEST_F(ProcessorPresets, AnExistingFileIsReplacedOnlyOnOkWithTheKnobsOfThatMoment)
 {
-    const auto path = freshFolder() + "/once.fxb";
-    makeFile(path, "x<Root><Knob3>0.5</Knob3></Root>");
-    load(path);
-    EXPECT_NEAR(knob(3).getValue(), 0.5, 1e-6);
-    knob(3).setValue(0.1, juce::dontSendNotification);
-    processor->timerCallback();
-    EXPECT_NEAR(knob(3).getValue(), 0.1, 1e-6);
-}
+    std::vector<std::pair<juce::String, juce::String>> questions;
+    ReplaceQuestion::Answer pending;
+    ReplaceQuestion::setAsker(
+        [&](const juce::String& title, const juce::String& message, ReplaceQuestion::Answer answer)
+        {
+            questions.emplace_back(title, message);
+            pending = std::move(answer);
+        });
 
-TEST_F(ProcessorPresets, SavingWritesTheKnobsWithoutAUnit)
-{
-    ASSERT_FALSE(global().connected.load());
-    std::vector<double> values(20, 0.0);
-    values[0] = 0.5;
-    values[2] = 7;
-    values[3] = 0.72;
-    values[19] = 11;
-    setKnobs(values);
-    global().autoGainValue = true;
-    global().dualMono = true;
-    const auto folder = freshFolder();
-    save(PresetFile::savePathFor(folder, "Presetname"));
+    save(folder + "//missing/x.fxb");
+    PresetTest::makeFolder(folder + "/dir.fxb");
+    save(folder + "//dir.fxb");
+    EXPECT_TRUE(questions.empty()) << "no question for a missing folder or a folder path";
+    EXPECT_TRUE(global().presetSaved.exchange(false));
+    EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"dir.fxb"});
 
-    std::vector<std::string> texts(20, "0");
-    texts[0] = "0.5";
-    texts[2] = "7";
-    texts[3] = "0.72";
-    texts[19] = "11";
-    EXPECT_EQ(TestEnvironment::readFile(folder + "/Presetname.fxb"), presetText(texts));
-    EXPECT_TRUE(global().presetSaved.load());
-    EXPECT_EQ(global().presetPath.get(), folder + "//Presetname.fxb");
-}
-
-TEST_F(ProcessorPresets, AnExistingFileAsksAndCancelKeepsItsBytes)
-{
-    holdQuestion();
-    const auto path = freshFolder() + "/Existing.fxb";
+    const auto path = folder + "/Existing.fxb";
     const std::string old = presetText({"0.1", "0.2"});
-    makeFile(path, old);
-
-    setDistinctKnobs();
+    TestEnvironment::writeFile(path, old);
+    setKnobs(std::vector<double>(20, 0.25));
     save(path);
     ASSERT_EQ(questions.size(), 1u);
     EXPECT_EQ(questions[0].first, "Preset already exists");
     EXPECT_EQ(questions[0].second, "This Preset already exists. Do you want to replace it?");
     EXPECT_TRUE(global().presetSaved.load()) << "the folder is listed again whatever the answer";
-    EXPECT_EQ(TestEnvironment::readFile(path), old) << "nothing is written before the answer";
-
+    EXPECT_EQ(readFile(path), old) << "nothing is written before the answer";
     pending(0);
-    EXPECT_EQ(TestEnvironment::readFile(path), old);
-}
+    EXPECT_EQ(readFile(path), old);
 
-TEST_F(ProcessorPresets, OkWritesTheKnobsAsTheyStandAtTheAnswer)
-{
-    holdQuestion();
-    const auto path = freshFolder() + "/Existing.fxb";
-    makeFile(path, presetText({"0.1"}));
-    setKnobs(std::vector<double>(20, 0.25));
     save(path);
-    ASSERT_TRUE(pending);
-
     setKnobs(std::vector<double>(20, 0.75));
     processor->timerCallback();
     pending(1);
     std::vector<std::string> texts(20, "0.75");
     texts[2] = texts[19] = "1";
-    EXPECT_EQ(TestEnvironment::readFile(path), presetText(texts));
-}
+    EXPECT_EQ(readFile(path), presetText(texts));
 
-TEST_F(ProcessorPresets, AnAnswerAfterTheProcessorWentTouchesNothing)
-{
-    holdQuestion();
-    const auto path = freshFolder() + "/Existing.fxb";
-    const std::string old = presetText({"0.1"});
-    makeFile(path, old);
+    // An answer after the processor went touches nothing.
+    setKnobs(std::vector<double>(20, 0.5));
     save(path);
-    ASSERT_TRUE(pending);
     processor.reset();
     pending(1);
-    EXPECT_EQ(TestEnvironment::readFile(path), old);
-}
-
-TEST_F(ProcessorPresets, NoQuestionAndNoFileForAMissingFolderOrAFolderPath)
-{
-    holdQuestion();
-    const auto folder = freshFolder();
-    save(folder + "//missing/x.fxb");
-    PresetTest::makeFolder(folder + "/dir.fxb");
-    save(folder + "//dir.fxb");
-    EXPECT_TRUE(questions.empty());
-    EXPECT_TRUE(global().presetSaved.load());
-    EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"dir.fxb"});
+    EXPECT_EQ(readFile(path), presetText(texts));
 }
