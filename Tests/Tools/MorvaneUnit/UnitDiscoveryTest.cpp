@@ -50,7 +50,6 @@ TEST(UnitDiscovery, SeveralUnitsInOneProcessEachAnswerOnceAndOnlyTheRequest)
         const std::string reply = replies.find(address)->second;
         EXPECT_LE(reply.size(), 512u);
         const std::string name = nameIn(reply);
-        EXPECT_NE(name.find("MORVAN"), std::string::npos);
         EXPECT_EQ(name, unit->serial()) << "name and serial agree";
         const std::string page = httpGet(address, unit->config().httpPort, "/dinfo", true).text;
         EXPECT_EQ(serialIn(page), unit->serial());
@@ -90,54 +89,42 @@ TEST(UnitStudioNet, ABroadcastFindsBothUnitsAndTheyServeTheComputer)
                                    "MORVAN0002", "--period-ms", "20", "--log", log, "--control", control},
                                   files + "-u2.out");
     ASSERT_GT(pid, 0);
-    ASSERT_TRUE(waitUntil([&] { return readFile(log).find(" START ") != std::string::npos; }, 5000))
-        << readFile(files + "-u2.out");
+    ASSERT_TRUE(waitUntil([&] { return fileHolds(log, " START "); }, 5000)) << readFile(files + "-u2.out");
 
+    ScopedNamespace inHost(net.hostNamespace()); // from here on this thread is the computer
+    ASSERT_TRUE(inHost.ok());
     const auto search = [&]
     {
-        std::multimap<std::string, std::string> replies;
-        net.runIn(net.hostNamespace(),
-                  [&]
-                  {
-                      UdpPort port("0.0.0.0", 4028, true);
-                      port.sendTo(net.broadcastAddress(), 4029, request);
-                      replies = collect(port, 400);
-                  });
-        return replies;
+        UdpPort port("0.0.0.0", 4028, true);
+        port.sendTo(net.broadcastAddress(), 4029, request);
+        return collect(port, 400);
     };
     const auto replies = search();
     ASSERT_EQ(replies.size(), 2u);
     EXPECT_EQ(nameIn(replies.find(net.unitAddress(1))->second), "MORVAN0001");
     EXPECT_EQ(nameIn(replies.find(net.unitAddress(2))->second), "MORVAN0002");
-    {
-        ScopedNamespace inHost(net.hostNamespace());
-        ASSERT_TRUE(inHost.ok());
-        UdpPort status("0.0.0.0", 7001);
-        ASSERT_EQ(httpGet(net.unitAddress(1), 80, "/dinfo", true).code, 1);
-        auto d = status.receive(1000);
-        ASSERT_TRUE(d.has_value());
-        EXPECT_EQ(d->from, net.unitAddress(1));
-        unit.command("fault foreign on");
-        status.drain();
-        status.receive(200);
-        d = status.receive(1000);
-        ASSERT_TRUE(d.has_value());
-        EXPECT_EQ(d->from, net.foreignAddress(1));
+    UdpPort status("0.0.0.0", 7001);
+    ASSERT_EQ(httpGet(net.unitAddress(1), 80, "/dinfo", true).code, 1);
+    auto d = status.receive(1000);
+    ASSERT_TRUE(d.has_value());
+    EXPECT_EQ(d->from, net.unitAddress(1));
+    unit.command("fault foreign on");
+    status.drain();
+    status.receive(200);
+    d = status.receive(1000);
+    ASSERT_TRUE(d.has_value());
+    EXPECT_EQ(d->from, net.foreignAddress(1));
 
-        ASSERT_EQ(httpGet(net.unitAddress(2), 80, "/knob?2/300").code, 1);
-        EXPECT_TRUE(waitUntil(
-            [&] { return readFile(log).find("DATAGRAM 10.77.0.1:7001") != std::string::npos; }, 1000));
-        std::ofstream(control) << "turn 3 900\n";
-        ASSERT_TRUE(waitUntil(
-            [&] { return readFile(log).find("COMMAND turn 3 900 -> ok") != std::string::npos; }, 3000));
-        const std::string info = httpGet(net.unitAddress(2), 80, "/info").text;
-        EXPECT_NE(info.find("[300, 1023, 0, 0, 0],[900, 1023, 0, 0, 1]"), std::string::npos) << info;
-    }
-    const std::string text = readFile(log);
-    EXPECT_NE(text.find("REQUEST 10.77.0.1 GET /knob?2/300 HTTP/1.1"), std::string::npos);
-    EXPECT_NE(text.find("KNOB 2 300 -> 300"), std::string::npos);
+    ASSERT_EQ(httpGet(net.unitAddress(2), 80, "/knob?2/300").code, 1);
+    EXPECT_TRUE(waitUntil([&] { return fileHolds(log, "DATAGRAM 10.77.0.1:7001"); }, 1000));
+    std::ofstream(control) << "turn 3 900\n";
+    ASSERT_TRUE(waitUntil([&] { return fileHolds(log, "COMMAND turn 3 900 -> ok"); }, 3000));
+    const std::string info = httpGet(net.unitAddress(2), 80, "/info").text;
+    EXPECT_NE(info.find("[300, 1023, 0, 0, 0],[900, 1023, 0, 0, 1]"), std::string::npos) << info;
+    EXPECT_TRUE(fileHolds(log, "REQUEST 10.77.0.1 GET /knob?2/300 HTTP/1.1"));
+    EXPECT_TRUE(fileHolds(log, "KNOB 2 300 -> 300"));
     net.stop(pid);
-    EXPECT_NE(readFile(log).find(" STOP "), std::string::npos) << "a signal ends it cleanly";
+    EXPECT_TRUE(fileHolds(log, " STOP ")) << "a signal ends it cleanly";
     std::remove(control.c_str());
 
     unit.command("vanish"); // from a thread outside the unit's namespace

@@ -50,7 +50,7 @@ TEST_F(UnitPanel, CommandsSetTheirRowsWithinRangeAndBadOnesAreRefusedAndLogged)
                             "fault slow maybe", "dual maybe", "period 0"})
         EXPECT_EQ(unit.command(bad).rfind("error:", 0), 0u) << bad;
     EXPECT_NE(unit.command("status").find("row 22 value 0 min 0 max 1"), std::string::npos);
-    EXPECT_NE(readFile(cfg.logPath).find("COMMAND turn 99 1 -> error:"), std::string::npos);
+    EXPECT_TRUE(logged("COMMAND turn 99 1 -> error:"));
 }
 
 TEST_F(UnitPanel, TheProgramMovesTheNeedlesWithinRange)

@@ -61,7 +61,7 @@ TEST_F(UnitStatus, OnlyAddressesThatAskedGetDatagramsAndEachIsLoggedUntilSwitche
     ask();
     EXPECT_EQ(next().from, cfg.address);
     const std::string line = "DATAGRAM 127.0.0.1:" + std::to_string(cfg.statusPort) + " ";
-    EXPECT_TRUE(waitUntil([&] { return readFile(cfg.logPath).find(line) != std::string::npos; }, 1000));
+    EXPECT_TRUE(waitUntil([&] { return logged(line); }, 1000));
 
     unit.command("datagrams off");
     const std::string before = readFile(cfg.logPath);

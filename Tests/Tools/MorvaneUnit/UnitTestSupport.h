@@ -159,6 +159,11 @@ inline std::string readFile(const std::string& path)
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+inline bool fileHolds(const std::string& path, const std::string& text)
+{
+    return readFile(path).find(text) != std::string::npos;
+}
+
 // Fixed ports when isolated, else spread by pid.
 inline uint16_t testPort(int offset)
 {
@@ -189,6 +194,7 @@ protected:
     {
         return httpGet(cfg.address, cfg.httpPort, path, singleRead);
     }
+    bool logged(const std::string& line) { return fileHolds(cfg.logPath, line); }
 
     sim::UnitConfig cfg = loopbackConfig(index);
     sim::Unit unit{cfg};
