@@ -164,15 +164,11 @@ TEST_F(CallHomeTest, OfferedUpdateRaisesTheQuestionOnTheMessageThread)
     EXPECT_EQ(CallHome::downloadlink.get(), "/downloads/Morvane_2_3_11.pkg");
 
     const auto text = log();
+    for (const char* line : {"0:::Delete Choose Device and v3:::", "0:::Delete Choose Device and v3 done:::"})
+        EXPECT_NE(text.find(line), std::string::npos) << line;
     const auto started = text.find("0:::Call Home Thread started:::");
-    const auto asked = text.find("0:::Delete Choose Device and v3:::");
-    const auto done = text.find("0:::Delete Choose Device and v3 done:::");
-    const auto ended = text.find("0:::Call Home Thread ended:::");
     ASSERT_NE(started, std::string::npos);
-    EXPECT_NE(asked, std::string::npos);
-    EXPECT_NE(done, std::string::npos);
-    ASSERT_NE(ended, std::string::npos);
-    EXPECT_LT(started, ended);
+    EXPECT_NE(text.find("0:::Call Home Thread ended:::", started), std::string::npos);
 
     // Without its blackboard the check does nothing at all.
     CallHome orphan;

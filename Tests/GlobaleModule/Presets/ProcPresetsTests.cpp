@@ -44,10 +44,10 @@ protected:
         setKnobs(values);
     }
 
-    std::vector<double> storedKnobs()
+    std::vector<double> storedKnobs(int count = 20)
     {
         std::vector<double> values;
-        for (int i = 0; i < 20; ++i)
+        for (int i = 0; i < count; ++i)
             values.push_back(knob(i).getValue());
         return values;
     }
@@ -73,9 +73,7 @@ protected:
     std::vector<double> observe()
     {
         auto& g = global();
-        std::vector<double> o;
-        for (int i = 0; i < MorvaneProcessor::knobTotal; ++i)
-            o.push_back(knob(i).getValue());
+        auto o = storedKnobs(MorvaneProcessor::knobTotal);
         for (int i = 0; i < 40; ++i)
             o.push_back(g.hostChanged[i].load());
         for (bool flag : {g.anyHostChange.load(), processor->isRestorePending(), g.autoGainRequest.load(),
