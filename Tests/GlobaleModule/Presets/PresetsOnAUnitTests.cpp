@@ -48,7 +48,7 @@ TEST(PresetsOnAUnit, ALoadedPresetReachesTheUnitInOneRequest)
     rig.runCycles(4);
     // Every knob of the preset is applied at once, so one request carries the changed ones.
     const auto requests = rig.knobRequests();
-    ASSERT_EQ(requests.size(), 1u) << requests.back();
+    ASSERT_EQ(requests.size(), 1u) << requests[0] << requests.back();
     EXPECT_EQ(requestedRows(requests[0]).count(3), 1u) << requests[0];
     EXPECT_EQ(requestedRows(requests[0]).count(8), 1u) << requests[0];
 
