@@ -50,16 +50,6 @@ std::vector<std::string> SyncRig::knobRequests() const
     return knobs;
 }
 
-bool SyncRig::waitForRequests(std::size_t n, int timeoutMs)
-{
-    return TestEnvironment::pumpUntil([&] { return knobRequests().size() >= n; }, timeoutMs);
-}
-
-void SyncRig::runCycles(int n)
-{
-    TestEnvironment::pump(n * 50);
-}
-
 std::vector<float> SyncRig::hostHeard(int parameter) const
 {
     std::lock_guard<std::mutex> guard(heardLock);

@@ -27,10 +27,12 @@ public:
     // The knob requests the unit received since the last clearRequests().
     std::vector<std::string> knobRequests() const;
     void clearRequests() { unit->clearRecords(); }
-    // Runs the loop until the unit has received n knob requests, or the time is up.
-    bool waitForRequests(std::size_t n, int timeoutMs = 5000);
+    bool waitForRequests(std::size_t n, int timeoutMs = 5000)
+    {
+        return TestEnvironment::pumpUntil([&] { return knobRequests().size() >= n; }, timeoutMs);
+    }
     // Runs the loop for about n status cycles.
-    void runCycles(int n);
+    void runCycles(int n) { TestEnvironment::pump(n * 50); }
 
     // Values the host was told, by parameter index, latest last.
     std::vector<float> hostHeard(int parameter) const;
