@@ -1,7 +1,7 @@
 // How the finder judges a unit by its "/dinfo" page, against a loopback web server.
 #include "DeviceFinder.h"
 #include "LocalListener.h"
-#include "StudioUnits.h"
+#include "Studio.h"
 
 namespace
 {
@@ -15,25 +15,22 @@ std::string pageOf(const std::string& text, std::size_t length)
 
 const std::string dinfoHead = "HTTP/1.1 200 OK\r\n\r\n{SNR: \"MORVAN0042\", dname: \"MORVAN Studio A\", ";
 
-class FinderPages : public ::testing::Test
+class OfflineFinderPages : public ::testing::Test
 {
 protected:
-    void SetUp() override { TestEnvironment::newHome(); }
-
-    int judge(const std::string& page, int index = 1)
+    void answerOn(int port)
     {
-        LocalListener listener(LocalListener::Mode::answer, page);
-        computer.tcp.setPort(listener.port());
+        computer.tcp.setPort(port);
         computer.tcp.SetIP("127.0.0.1");
-        return finder.CheckRightDevice(index);
     }
 
+    FreshHome home;
     Computer computer;
     DeviceFinder finder{&computer.settings, &computer.tcp, &computer.broadcast, &computer.global};
 };
 } // namespace
 
-TEST_F(FinderPages, APageIsJudgedByProductLengthErrorAndStoredSerial)
+TEST_F(OfflineFinderPages, APageIsJudgedByProductLengthErrorAndStoredSerial)
 {
     const std::string foreign = pageOf("HTTP/1.1 200 OK\r\n\r\n{SNR: \"VLMEQ00007\", dname: \"EQ-2\"", 300);
     struct Case
@@ -54,50 +51,41 @@ TEST_F(FinderPages, APageIsJudgedByProductLengthErrorAndStoredSerial)
     };
     for (const auto& entry : cases)
     {
+        SCOPED_TRACE(std::string(entry.storedSerial) + " " + std::to_string(entry.page.size()));
+        LocalListener listener(LocalListener::Mode::answer, entry.page);
+        answerOn(listener.port());
         computer.global.deviceSerial = entry.storedSerial;
-        EXPECT_EQ(judge(entry.page, entry.index), entry.result)
-            << entry.storedSerial << " " << entry.page.size();
+        EXPECT_EQ(finder.CheckRightDevice(entry.index), entry.result);
     }
     EXPECT_EQ(computer.global.wrongSerialNames.get(2), "MORVAN Studio A")
         << "stored at the candidate's index - 1";
     const auto log = computer.log();
     EXPECT_NE(log.find("101:::Error in CheckRightDevice, length is 199 returned = "), std::string::npos);
     EXPECT_NE(log.find("101:::Error in CheckRightDevice, find 404:::"), std::string::npos);
-}
 
-TEST_F(FinderPages, NoConnectionIsMinusTwo)
-{
     int closedPort = 0;
     {
         LocalListener gone(LocalListener::Mode::answer, "");
         closedPort = gone.port();
     }
-    computer.tcp.setPort(closedPort);
-    computer.tcp.SetIP("127.0.0.1");
-    EXPECT_EQ(finder.CheckRightDevice(1), -2);
+    answerOn(closedPort);
+    EXPECT_EQ(finder.CheckRightDevice(1), -2) << "no connection";
 }
 
-TEST_F(FinderPages, TheNameIsCutByLengthAndQuote)
+TEST_F(OfflineFinderPages, NameSerialAndPortAreCutFromThePages)
 {
     EXPECT_EQ(finder.GetDName(dinfoHead), "MORVAN Studio A");
     EXPECT_EQ(finder.GetDName("{dname: \"" + std::string(40, 'n') + "\""), std::string(30, 'n'));
     EXPECT_EQ(finder.GetDName("0123456789abc\"def"), "789abc") << "no key: from the eighth byte";
     EXPECT_EQ(finder.GetDName("short"), "");
-}
 
-TEST_F(FinderPages, AClosingInstanceGetsExitInsteadOfAName)
-{
+    LocalListener listener(LocalListener::Mode::answer, pageOf(dinfoHead + "\"port\": 7005, ", 300));
+    answerOn(listener.port());
+    EXPECT_EQ(finder.GetSerialFromDevice(), "MORVAN0042");
+    EXPECT_EQ(finder.GetDevicePort(), 7005);
+
+    // A closing instance gets "Exit" instead of a name.
     computer.global.quitRequested = true;
     EXPECT_EQ(finder.GetDName(dinfoHead), "Exit");
     EXPECT_NE(computer.log().find("0:::DeviceFinderForceQuit2:::DeviceFinder.cpp:::"), std::string::npos);
-}
-
-TEST_F(FinderPages, SerialAndPortComeFromTheUnitsPages)
-{
-    const std::string page = pageOf(dinfoHead + "\"port\": 7005, ", 300);
-    LocalListener listener(LocalListener::Mode::answer, page);
-    computer.tcp.setPort(listener.port());
-    computer.tcp.SetIP("127.0.0.1");
-    EXPECT_EQ(finder.GetSerialFromDevice(), "MORVAN0042");
-    EXPECT_EQ(finder.GetDevicePort(), 7005);
 }

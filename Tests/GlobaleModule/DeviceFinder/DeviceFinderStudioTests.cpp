@@ -1,249 +1,217 @@
 // Searches over real broadcasts in a studio network of simulated units: the finder runs on a
-// thread inside the computer's namespace, exactly as the processor's finder thread does.
+// thread of its own, exactly as the processor's finder thread does.
 #include "DeviceFinder.h"
-#include "StudioUnits.h"
+#include "Studio.h"
 
 #include <chrono>
+#include <optional>
 #include <thread>
-
-using TestEnvironment::readFile;
 
 namespace
 {
-std::string defaultsWithSerial(const std::string& serial)
+using Alert = std::atomic<bool> GlobalData::*;
+const Alert alerts[] = {&GlobalData::alertOneOther, &GlobalData::alertManyOthers,
+                        &GlobalData::alertMoreThenOne, &GlobalData::alertAllOccupied};
+const std::string movedFrom = "10.77.0.50"; // where a unit stood before
+
+void runSearch(Computer& computer)
 {
-    return "Size = 0.1;\nKnob Resolution = 0;\nSerial = " + serial +
-           ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n";
+    runDeviceSearch(&computer.settings, &computer.tcp, &computer.broadcast, &computer.global);
 }
 
-bool anyAlert(const GlobalData& global)
+// 0: nothing stored, -1: movedFrom, k: unit k's address.
+void storeAddress(Computer& computer, int unit)
 {
-    return global.alertOneOther || global.alertManyOthers || global.alertMoreThenOne ||
-           global.alertAllOccupied;
+    if (unit != 0)
+        computer.storeAddress(unit < 0 ? movedFrom : Studio::address(unit));
 }
 
-class DeviceFinderStudio : public StudioTest
+void expectConnectedTo(const Computer& computer, int k)
+{
+    const auto& global = computer.global;
+    EXPECT_TRUE(global.connected);
+    for (const auto alert : alerts)
+        EXPECT_FALSE(global.*alert);
+    EXPECT_TRUE(global.checkMac);
+    EXPECT_FALSE(global.deviceFinderBusy);
+    EXPECT_TRUE(global.deviceCheckIdle);
+    EXPECT_EQ(global.deviceIp.get(), Studio::address(k));
+    EXPECT_EQ(computer.tcp.getIp(), Studio::address(k));
+    EXPECT_EQ(global.deviceSerial.get(), Studio::serial(k));
+    EXPECT_EQ(global.devicePort, 7000 + k);
+    EXPECT_EQ(computer.file("IP.txt"), Studio::address(k));
+    EXPECT_EQ(computer.file("GuiSettings.txt"),
+              "Size = 0.1;\nKnob Resolution = 0;\nSerial = " + Studio::serial(k) +
+                  ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
+}
+
+struct Search
+{
+    const char* name;
+    int units;                                      // units 1..units with their own serials
+    const char* firstSerial;                        // unit 1's when it is not its own
+    std::optional<morvane::sim::Fault> fault;       // on every unit
+    int storedAddress;                              // see storeAddress
+    int storedSerial;                               // of unit k; 9: of no unit here; 0: none
+    int connectedTo;                                // 0: none; -1: the first that answered
+    Alert alert;                                    // raised for the user's answer
+    std::vector<std::pair<const char*, int>> lines; // whole log lines and how often
+};
+
+// clang-format off
+const Search searches[] = {
+    {"first start with one unit", 1, nullptr, {}, 0, 0, 1, nullptr,
+     {{"-4:::CheckAndLoad Result:::DeviceFinder.cpp:::", 1}, {"35::: Mit Broadcast Device gefunden :::", 1},
+      {"1:::Start Broadcast To All Interfaces:::", 1}}},
+    {"the stored address is tried first", 2, nullptr, {}, 2, 2, 2, nullptr,
+     {{"1:::CheckAndLoad Result:::", 1}, {"35:::Device gefunden :::", 1}, {"1:::Start Broadcast", 0}}},
+    {"first start with two units takes the first without asking", 2, nullptr, {}, 0, 0, -1, nullptr, {}},
+    {"a unit that moved is tried three times, then broadcast", 1, nullptr, {}, -1, 1, 1, nullptr,
+     {{"-2:::CheckAndLoad Result:::", 1}}},
+    {"a foreign device without the code is ignored", 2, "VLMEQ00007", {}, 0, 0, 2, nullptr, {}},
+    {"the stored address now held by another unit", 1, nullptr, {}, 1, 9, 0, &GlobalData::alertOneOther,
+     {{"-1:::CheckAndLoad Result:::", 1}}},
+    {"several units, none with the stored serial", 2, nullptr, {}, 0, 9, 0, &GlobalData::alertManyOthers, {}},
+    {"several units without a usable page", 2, nullptr, morvane::sim::Fault::Product, 0, 0, 0,
+     &GlobalData::alertMoreThenOne, {}},
+    {"one unit with a short page ends without a question", 1, nullptr, morvane::sim::Fault::ShortDinfo, 0, 0, 0,
+     nullptr, {{"101:::Error in CheckRightDevice, length is ", 1}}},
+};
+// clang-format on
+
+class DeviceFinderStudio : public StudioCase
 {
 protected:
-    void search()
+    void startUnitsFor(const Search& c)
     {
-        computer.global.deviceFinderRunning = 1;
-        ASSERT_TRUE(studio->onComputer([this] { runSearch(); }));
+        units.clear();
+        for (int k = 1; k <= c.units; ++k)
+        {
+            units.push_back(Studio::startUnit(k, k == 1 && c.firstSerial ? c.firstSerial : ""));
+            ASSERT_NE(units.back(), nullptr);
+            if (c.fault)
+                unit(k).setFault(*c.fault, true);
+        }
     }
-    void runSearch()
+
+    // The searches that end connected, or the others.
+    void run(bool connecting)
     {
-        runDeviceSearch(&computer.settings, &computer.tcp, &computer.broadcast, &computer.global);
-    }
-    void expectConnectedTo(int k, const std::string& serial)
-    {
-        EXPECT_TRUE(computer.global.connected);
-        EXPECT_FALSE(anyAlert(computer.global));
-        EXPECT_EQ(computer.global.deviceIp.get(), address(k));
-        EXPECT_EQ(computer.global.deviceSerial.get(), serial);
-        EXPECT_EQ(readFile(computer.instanceFolder() + "/IP.txt"), address(k));
-    }
-    // Quits a search on its own thread after `afterMs`; returns how long the rest took.
-    std::chrono::milliseconds quitSearchAfter(int afterMs)
-    {
-        computer.global.deviceFinderRunning = 1;
-        std::atomic<bool> entered{false};
-        std::thread running(
-            [this, &entered]
+        for (const auto& c : searches)
+            if ((c.connectedTo != 0) == connecting)
             {
-                morvane::test::ScopedNamespace in(studio->net.hostNamespace());
-                entered = in.ok();
-                if (entered)
-                    runSearch();
-            });
-        std::this_thread::sleep_for(std::chrono::milliseconds(afterMs));
-        const auto quitAt = std::chrono::steady_clock::now();
-        computer.global.quitRequested = true;
-        running.join();
-        EXPECT_TRUE(entered);
-        EXPECT_FALSE(computer.global.connected);
-        EXPECT_EQ(computer.global.deviceFinderRunning, 0);
-        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                                     quitAt);
+                SCOPED_TRACE(c.name);
+                TestEnvironment::newHome();
+                Computer computer;
+                startUnitsFor(c);
+                check(c, computer);
+            }
     }
+
+    void check(const Search& c, Computer& computer);
 };
 } // namespace
 
-TEST_F(DeviceFinderStudio, FirstStartWithOneUnitFindsItByBroadcastAndRemembersIt)
+void DeviceFinderStudio::check(const Search& c, Computer& computer)
 {
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001"}));
-    search();
+    storeAddress(computer, c.storedAddress);
+    const std::string storedSerial = c.storedSerial != 0 ? Studio::serial(c.storedSerial) : "";
+    computer.global.deviceSerial = storedSerial;
+    computer.global.deviceFinderRunning = 1;
+    std::thread running([&] { runSearch(computer); });
+    running.join();
 
-    expectConnectedTo(1, "MORVAN0001");
     const auto& global = computer.global;
-    EXPECT_TRUE(global.checkMac);
-    EXPECT_FALSE(global.deviceFinderBusy);
+    const auto& broadcast = computer.broadcast;
     EXPECT_EQ(global.deviceFinderRunning, 0);
-    EXPECT_EQ(computer.tcp.getIp(), address(1));
-    EXPECT_EQ(global.devicePort, 7001);
-    EXPECT_EQ(computer.broadcast.count, 1);
-
-    const auto log = computer.log();
-    EXPECT_EQ(countLines(log, "-4:::CheckAndLoad Result:::DeviceFinder.cpp:::"), 1) << log;
-    EXPECT_EQ(countLines(log, "35::: Mit Broadcast Device gefunden :::"), 1) << log;
-    EXPECT_EQ(countLines(log, "1:::Start Broadcast To All Interfaces:::"), 1) << log;
-    EXPECT_EQ(readFile(computer.instanceFolder() + "/GuiSettings.txt"), defaultsWithSerial("MORVAN0001"));
-}
-
-TEST_F(DeviceFinderStudio, TheStoredAddressIsTriedFirstAndNeedsNoBroadcast)
-{
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001", "MORVAN0002"}));
-    computer.storeAddress(address(2));
-    computer.global.deviceSerial = "MORVAN0002";
-    search();
-
-    expectConnectedTo(2, "MORVAN0002");
-    EXPECT_TRUE(computer.global.deviceCheckIdle);
-    const auto log = computer.log();
-    EXPECT_EQ(countLines(log, "1:::CheckAndLoad Result:::"), 1) << log;
-    EXPECT_EQ(countLines(log, "35:::Device gefunden :::"), 1) << log;
-    EXPECT_EQ(log.find("Start Broadcast"), std::string::npos) << "no broadcast when the stored unit answers";
-}
-
-TEST_F(DeviceFinderStudio, FirstStartWithTwoUnitsTakesTheFirstThatAnswersWithoutAsking)
-{
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001", "MORVAN0002"}));
-    search();
-
-    ASSERT_EQ(computer.broadcast.count, 2);
-    const int first = computer.broadcast.ips.get(1) == address(1) ? 1 : 2;
-    const std::string serial = first == 1 ? "MORVAN0001" : "MORVAN0002";
-    expectConnectedTo(first, serial);
-    EXPECT_EQ(readFile(computer.instanceFolder() + "/GuiSettings.txt"), defaultsWithSerial(serial));
-}
-
-TEST_F(DeviceFinderStudio, AUnitThatMovedIsTriedThreeTimesThenFoundByBroadcast)
-{
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001"}));
-    computer.storeAddress("10.77.0.50"); // where the unit stood before
-    computer.global.deviceSerial = "MORVAN0001";
-    search();
-
-    expectConnectedTo(1, "MORVAN0001");
-    const auto log = computer.log();
-    EXPECT_EQ(countLines(log, "-2:::CheckAndLoad Result:::"), 1) << log;
-    const int failedTests = countLines(log, "2:::Timeout or error():::") +
-                            countLines(log, "1:::Error in connection:::") +
-                            countLines(log, "3:::Error connecting:::");
-    EXPECT_EQ(failedTests, 3) << log;
-    EXPECT_LT(log.find("-2:::CheckAndLoad Result"), log.find("Start Broadcast"))
-        << "the broadcast comes after";
-}
-
-TEST_F(DeviceFinderStudio, AStoredAddressNowHeldByAnotherUnitAsksWhetherToTakeIt)
-{
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0002"}));
-    computer.storeAddress(address(1));
-    computer.global.deviceSerial = "MORVAN0001";
-    search();
-
-    const auto& global = computer.global;
-    EXPECT_TRUE(global.alertOneOther);
-    EXPECT_FALSE(global.alertManyOthers || global.alertMoreThenOne);
-    EXPECT_FALSE(global.connected);
-    EXPECT_TRUE(global.deviceFinderBusy) << "the user's answer ends this search";
-    EXPECT_EQ(global.deviceFinderRunning, 0) << "the thread itself has ended";
-    EXPECT_EQ(global.deviceSerial.get(), "MORVAN0001") << "only the answer may change the serial";
-    EXPECT_EQ(global.wrongSerialNames.get(0), "MORVAN0002");
-    EXPECT_EQ(computer.broadcast.names.get(1), "MORVAN0002");
-    EXPECT_EQ(computer.broadcast.lastIp.get(), address(1));
-    EXPECT_EQ(countLines(computer.log(), "-1:::CheckAndLoad Result:::"), 1) << computer.log();
-}
-
-TEST_F(DeviceFinderStudio, SeveralUnitsNoneWithTheStoredSerialOfferTheChoice)
-{
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0002", "MORVAN0003"}));
-    computer.global.deviceSerial = "MORVAN0001";
-    search();
-
-    const auto& global = computer.global;
-    EXPECT_TRUE(global.alertManyOthers);
-    EXPECT_FALSE(global.alertOneOther || global.alertMoreThenOne);
-    EXPECT_FALSE(global.connected);
-    EXPECT_TRUE(global.deviceFinderBusy);
-    ASSERT_EQ(global.alertIpCount, 2);
-    for (int i = 1; i <= 2; ++i)
+    const int ours = c.units - (c.firstSerial ? 1 : 0);
+    EXPECT_EQ(broadcast.count, c.storedAddress > 0 && c.connectedTo == c.storedAddress ? 0 : ours);
+    if (c.connectedTo != 0)
+        expectConnectedTo(computer, c.connectedTo > 0                            ? c.connectedTo
+                                    : broadcast.ips.get(1) == Studio::address(1) ? 1
+                                                                                 : 2);
+    else
     {
-        const std::string name = computer.broadcast.names.get(i);
-        EXPECT_EQ(global.knownNames.get(i), name);
-        EXPECT_EQ(global.wrongSerialNames.get(i - 1), name);
-        EXPECT_EQ(global.alertIps.get(i), computer.broadcast.ips.get(i));
+        EXPECT_FALSE(global.connected);
+        for (const auto alert : alerts)
+            EXPECT_EQ(global.*alert, alert == c.alert);
+        EXPECT_EQ(global.deviceFinderBusy, c.alert != nullptr) << "only the user's answer ends a question";
+        EXPECT_EQ(global.deviceSerial.get(), storedSerial) << "only the answer may change the serial";
     }
-    EXPECT_EQ(global.deviceSerial.get(), "MORVAN0001");
+    if (c.alert != nullptr)
+    {
+        ASSERT_EQ(global.alertIpCount, broadcast.count);
+        for (int i = 1; i <= broadcast.count; ++i)
+        {
+            EXPECT_EQ(global.alertIps.get(i), broadcast.ips.get(i));
+            if (c.alert != &GlobalData::alertMoreThenOne) // units of ours with other serials
+            {
+                EXPECT_EQ(global.wrongSerialNames.get(i - 1), broadcast.names.get(i));
+            }
+            if (c.alert == &GlobalData::alertManyOthers)
+            {
+                EXPECT_EQ(global.knownNames.get(i), broadcast.names.get(i));
+            }
+        }
+    }
+    const auto log = computer.log();
+    for (const auto& [line, count] : c.lines)
+        EXPECT_EQ(countLines(log, line), count) << line << "\n" << log;
+    if (c.storedAddress < 0)
+    {
+        EXPECT_EQ(countLines(log, "2:::Timeout or error():::") +
+                      countLines(log, "1:::Error in connection:::") +
+                      countLines(log, "3:::Error connecting:::"),
+                  3)
+            << log;
+        EXPECT_LT(log.find("-2:::CheckAndLoad Result"), log.find("Start Broadcast"))
+            << "the broadcast comes after";
+    }
+    if (c.firstSerial)
+    {
+        EXPECT_EQ(unit(1).discoveryReplies(), 1u) << "it did answer";
+    }
 }
 
-TEST_F(DeviceFinderStudio, SeveralUnitsWithoutAUsablePageAndNoSerialOfferTheChoice)
+TEST_F(DeviceFinderStudio, SearchesThatEndConnected)
 {
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001", "MORVAN0002"}));
-    for (int k = 1; k <= 2; ++k)
-        unit(k).setFault(morvane::sim::Fault::Product,
-                         true); // answers the broadcast, its page is another product
-    search();
-
-    EXPECT_TRUE(computer.global.alertMoreThenOne);
-    EXPECT_FALSE(computer.global.connected);
-    EXPECT_EQ(computer.global.alertIpCount, 2);
+    run(true);
 }
 
-TEST_F(DeviceFinderStudio, AForeignDeviceWithoutTheCodeIsIgnored)
+TEST_F(DeviceFinderStudio, SearchesThatEndWithoutAUnitOrWithTheRightQuestion)
 {
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({}, 2));
-    auto* foreign = studio->start(1, "VLMEQ00007", "VELMORA EQ-2 00007");
-    ASSERT_NE(foreign, nullptr);
-    search();
-    EXPECT_EQ(foreign->discoveryReplies(), 1u) << "it did answer";
-    EXPECT_EQ(computer.broadcast.count, 0);
-    EXPECT_FALSE(computer.global.connected);
-    EXPECT_FALSE(computer.global.deviceFinderBusy) << "nothing found: the not-found page shows";
-    EXPECT_FALSE(anyAlert(computer.global));
-
-    ASSERT_NE(studio->start(2, "MORVAN0002"), nullptr);
-    search();
-    EXPECT_EQ(computer.broadcast.count, 1);
-    expectConnectedTo(2, "MORVAN0002");
+    run(false);
 }
 
-TEST_F(DeviceFinderStudio, OneUnitWithAShortPageEndsTheSearchWithoutAQuestion)
+TEST_F(DeviceFinderStudio, QuittingEndsTheSearchPromptly)
 {
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001"}));
-    unit(1).setFault(morvane::sim::Fault::ShortDinfo, true);
-    search();
-
-    EXPECT_FALSE(computer.global.connected);
-    EXPECT_FALSE(anyAlert(computer.global));
-    EXPECT_FALSE(computer.global.deviceFinderBusy);
-    EXPECT_EQ(computer.global.deviceFinderRunning, 0);
-    EXPECT_NE(computer.log().find("101:::Error in CheckRightDevice, length is "), std::string::npos);
-}
-
-TEST_F(DeviceFinderStudio, QuittingDuringTheBroadcastEndsTheSearchPromptly)
-{
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001"}));
-    // Inside the first one-second wait.
-    EXPECT_LT(quitSearchAfter(400), std::chrono::milliseconds(500));
-    EXPECT_FALSE(computer.global.broadcastRunning);
-}
-
-TEST_F(DeviceFinderStudio, QuittingDuringTheConnectionTestsEndsTheSearchPromptly)
-{
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001"}));
-    computer.storeAddress("10.77.0.50");
-    // One connection test of at most a second may be under way.
-    EXPECT_LT(quitSearchAfter(500), std::chrono::milliseconds(1300));
-    EXPECT_EQ(computer.log().find("Start Broadcast"), std::string::npos);
+    struct Case
+    {
+        int storedAddress, quitAfterMs, boundMs;
+    };
+    // Inside the first one-second wait of the broadcast; during the connection tests, where
+    // one test of at most a second may be under way.
+    for (const Case c : {Case{0, 400, 500}, Case{-1, 500, 1300}})
+    {
+        SCOPED_TRACE(c.storedAddress);
+        TestEnvironment::newHome();
+        Computer computer;
+        units.clear();
+        startUnits(1);
+        storeAddress(computer, c.storedAddress);
+        computer.global.deviceFinderRunning = 1;
+        std::thread running([&] { runSearch(computer); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(c.quitAfterMs));
+        const auto quitAt = std::chrono::steady_clock::now();
+        computer.global.quitRequested = true;
+        running.join();
+        EXPECT_LT(std::chrono::steady_clock::now() - quitAt, std::chrono::milliseconds(c.boundMs));
+        EXPECT_FALSE(computer.global.connected);
+        EXPECT_EQ(computer.global.deviceFinderRunning, 0);
+        EXPECT_FALSE(computer.global.broadcastRunning);
+        if (c.storedAddress < 0)
+        {
+            EXPECT_EQ(computer.log().find("Start Broadcast"), std::string::npos);
+        }
+    }
 }

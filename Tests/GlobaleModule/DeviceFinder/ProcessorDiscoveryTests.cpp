@@ -1,10 +1,8 @@
-// The whole instance on the computer of a studio network: its message thread (this test's
-// thread) enters the computer's namespace before the processor exists, so the processor and
-// every thread it starts talk to the studio network and nothing else.
+// The whole instance on the computer of a studio network.
 #include "DeviceFinder.h"
 #include "PluginEditor.h"
 #include "PluginProcessor.h"
-#include "StudioUnits.h"
+#include "Studio.h"
 
 #include <cmath>
 #include <sys/stat.h>
@@ -20,19 +18,16 @@ bool exists(const std::string& path)
     return ::stat(path.c_str(), &info) == 0;
 }
 
-using ProcessorDiscovery = StudioTest;
+using ProcessorDiscovery = ComputerCase;
 } // namespace
 
 // A first start also writes nothing until the unit is found; then both files stand in folder 1.
 TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself)
 {
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0001"}));
+    startUnits(1);
     ASSERT_EQ(unit(1).command("set 3 768").rfind("ok", 0), 0u);
     ASSERT_EQ(unit(1).command("set 0 250").rfind("ok", 0), 0u);
 
-    morvane::test::ScopedNamespace onComputer(studio->net.hostNamespace());
-    ASSERT_TRUE(onComputer.ok());
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
     ASSERT_TRUE(global->isMaster);
@@ -42,17 +37,17 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
     EXPECT_FALSE(exists(folder + "/GuiSettings.txt"));
     EXPECT_TRUE(exists(folder)) << "the folders are made at once";
 
-    const bool running = TestEnvironment::pumpUntil(
-        [&] { return global->connected.load() && processor->isRunning(); }, 20000);
+    const bool running =
+        TestEnvironment::pumpUntil([&] { return global->connected.load() && processor->isRunning(); }, 20000);
     ASSERT_TRUE(running) << "connected " << global->connected << ", busy " << global->deviceFinderBusy;
     EXPECT_FALSE(global->deviceFinderBusy);
-    EXPECT_EQ(global->deviceIp.get(), address(1));
-    EXPECT_EQ(global->deviceSerial.get(), "MORVAN0001");
+    EXPECT_EQ(global->deviceIp.get(), Studio::address(1));
+    EXPECT_EQ(global->deviceSerial.get(), Studio::serial(1));
     EXPECT_EQ(global->devicePort, 7001);
-    EXPECT_EQ(TestEnvironment::readFile(folder + "/IP.txt"), address(1));
+    EXPECT_EQ(TestEnvironment::readFile(folder + "/IP.txt"), Studio::address(1));
     EXPECT_EQ(TestEnvironment::readFile(folder + "/GuiSettings.txt"),
-              "Size = 0.1;\nKnob Resolution = 0;\nSerial = MORVAN0001;\nFPS = 30;\nZeroPreset = 1;\nMonoMode "
-              "= 0;\n");
+              "Size = 0.1;\nKnob Resolution = 0;\nSerial = " + Studio::serial(1) +
+                  ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
     EXPECT_FALSE(exists(computer.instanceFolder(2)));
 
     // First status: the knobs take the unit's values.
@@ -68,11 +63,7 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
 
 TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
 {
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({}, 1));
 
-    morvane::test::ScopedNamespace onComputer(studio->net.hostNamespace());
-    ASSERT_TRUE(onComputer.ok());
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
     // Nobody on the network yet: the loop's search ends and the not-found page would show.
@@ -80,7 +71,7 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
         [&] { return !global->deviceFinderBusy.load() && global->deviceFinderRunning.load() == 0; }, 15000));
     EXPECT_FALSE(global->connected);
 
-    ASSERT_NE(studio->start(1, "MORVAN0001"), nullptr);
+    startUnits(1);
     std::unique_ptr<juce::AudioProcessorEditor> editor(processor->createEditor());
     // What the OK button does with all four fields empty on the master.
     global->connected = false;
@@ -92,7 +83,7 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
     ASSERT_TRUE(ended);
     EXPECT_TRUE(global->connected);
     EXPECT_EQ(global->deviceFinderRunning, 0);
-    EXPECT_EQ(global->deviceIp.get(), address(1));
+    EXPECT_EQ(global->deviceIp.get(), Studio::address(1));
     const auto log = computer.log();
     EXPECT_EQ(countLines(log, "0:::Find device from Editor started:::DeviceFinder.cpp:::"), 1) << log;
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return processor->isRunning(); }, 10000));
@@ -103,16 +94,13 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
 
 TEST_F(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
 {
-    REQUIRE_STUDIO();
-    ASSERT_TRUE(startStudio({"MORVAN0002"}));
-    computer.global.deviceSerial = "MORVAN0001";
+    startUnits(1);
+    computer.global.deviceSerial = Studio::serial(2);
     computer.global.safeGuiSettings();
 
-    morvane::test::ScopedNamespace onComputer(studio->net.hostNamespace());
-    ASSERT_TRUE(onComputer.ok());
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
-    EXPECT_EQ(global->deviceSerial.get(), "MORVAN0001");
+    EXPECT_EQ(global->deviceSerial.get(), Studio::serial(2));
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return global->alertOneOther.load(); }, 15000));
     TestEnvironment::pump(200);
     EXPECT_TRUE(global->deviceFinderBusy) << "the question is open";
@@ -123,7 +111,7 @@ TEST_F(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
     processor.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
     EXPECT_NE(TestEnvironment::readFile(computer.instanceFolder() + "/GuiSettings.txt")
-                  .find("Serial = MORVAN0001;"),
+                  .find("Serial = " + Studio::serial(2) + ";"),
               std::string::npos)
         << "an unanswered question changes no setting";
 }

@@ -1,55 +1,33 @@
 // The master's watch over the network, on its own against simulated units in the studio
 // network: which units are found, which are free, and how a check ends.
-#include "Broadcast.h"
-#include "GlobalData.h"
 #include "MasterDeviceChecker.h"
-#include "Settings.h"
-#include "SettingsPaths.h"
 #include "Studio.h"
-#include "TestEnvironment.h"
-
-#include <gtest/gtest.h>
 
 #include <chrono>
-#include <memory>
-#include <vector>
 
 namespace
 {
-class DeviceWatch : public ::testing::Test
+class DeviceWatch : public ComputerCase
 {
 protected:
     void SetUp() override
     {
-        REQUIRE_STUDIO();
-        TestEnvironment::newHome();
+        ComputerCase::SetUp();
         MasterDeviceChecker::setIntervalMs(10000);
-        global = std::make_unique<GlobalData>(&settings);
-        broadcast = std::make_unique<Broadcast>(global.get(), settings.deviceCode);
-    }
-
-    void TearDown() override
-    {
-        checker.reset();
-        broadcast.reset();
-        global.reset();
-        units.clear();
-    }
-
-    void startUnits(int count)
-    {
-        for (int k = 1; k <= count; ++k)
-        {
-            units.push_back(Studio::startUnit(k));
-            ASSERT_NE(units.back(), nullptr) << "unit " << k;
-        }
     }
 
     MasterDeviceChecker& watch()
     {
         if (!checker)
-            checker = std::make_unique<MasterDeviceChecker>(global.get(), broadcast.get(), &settings);
+            checker = std::make_unique<MasterDeviceChecker>(&global, &computer.broadcast, &computer.settings);
         return *checker;
+    }
+
+    bool checkDoneSince(int before)
+    {
+        return TestEnvironment::pumpUntil(
+            [&] { return MasterDeviceChecker::completedChecks() > before && global.deviceCheckIdle.load(); },
+            10000);
     }
 
     // One whole check, started here.
@@ -57,81 +35,74 @@ protected:
     {
         const int before = MasterDeviceChecker::completedChecks();
         watch().startCheck();
-        return TestEnvironment::pumpUntil(
-            [&] { return MasterDeviceChecker::completedChecks() > before && global->deviceCheckIdle.load(); },
-            10000);
+        return checkDoneSince(before);
     }
 
-    static std::string log()
-    {
-        return TestEnvironment::readFile(SettingsPaths::applicationFolder() + "/Morvane/Log.txt");
-    }
-
-    Settings settings;
-    std::unique_ptr<GlobalData> global;
-    std::unique_ptr<Broadcast> broadcast;
+    GlobalData& global = computer.global;
     std::unique_ptr<MasterDeviceChecker> checker;
-    std::vector<std::unique_ptr<morvane::sim::Unit>> units;
 };
 } // namespace
 
-TEST_F(DeviceWatch, NoAnswerLeavesOneEmptyEntryAndNothingFree)
-{
-    ASSERT_TRUE(check());
-    EXPECT_EQ(global->knownIpCount.load(), 0);
-    EXPECT_EQ(global->foundIpCount.load(), 1);
-    EXPECT_EQ(global->foundIps.get(1), "");
-    EXPECT_EQ(global->freeIpCount.load(), 0);
-    EXPECT_NE(log().find("0:::Check Device Thread started"), std::string::npos);
-    EXPECT_NE(log().find("0:::Check Device Thread ended"), std::string::npos);
-}
-
-// The master holds takenIps[1]; its own unit is never free.
 TEST_F(DeviceWatch, TheFreeListLeavesOutWhatInstancesHold)
 {
+    ASSERT_TRUE(check());
+    EXPECT_EQ(global.knownIpCount.load(), 0) << "no answer";
+    EXPECT_EQ(global.foundIpCount.load(), 1);
+    EXPECT_EQ(global.foundIps.get(1), "");
+    EXPECT_EQ(global.freeIpCount.load(), 0);
+    EXPECT_EQ(countLines(computer.log(), "0:::Check Device Thread started:::MasterDeviceChecker.cpp:::"), 1);
+    EXPECT_EQ(countLines(computer.log(), "0:::Check Device Thread ended:::MasterDeviceChecker.cpp:::"), 1);
+
+    // The master holds takenIps[1]; only takenIps[1..takenIpCount] are looked at.
     startUnits(3);
-    global->takenIps.set(1, Studio::address(1));
-    global->takenIps.set(2, Studio::address(3));
-    global->takenIpCount = 2;
-    ASSERT_TRUE(check());
-    ASSERT_EQ(global->foundIpCount.load(), 3);
-    for (int i = 1; i <= 3; ++i)
+    global.takenIps.set(1, Studio::address(1));
+    global.takenIps.set(2, Studio::address(3));
+    for (const int taken : {2, 1, 0})
     {
-        // Found, known and the names speak of the same unit at the same index.
-        EXPECT_EQ(global->knownIps.get(i), global->foundIps.get(i));
-        EXPECT_EQ(global->knownNames.get(i), "MORVAN00" + global->foundIps.get(i).substr(8));
+        SCOPED_TRACE(taken);
+        global.takenIpCount = taken;
+        ASSERT_TRUE(check());
+        ASSERT_EQ(global.foundIpCount.load(), 3);
+        for (int i = 1; i <= 3; ++i)
+        {
+            // Found, known and the names speak of the same unit at the same index.
+            EXPECT_EQ(global.knownIps.get(i), global.foundIps.get(i));
+            EXPECT_EQ(global.knownNames.get(i), "MORVAN00" + global.foundIps.get(i).substr(8));
+        }
+        EXPECT_EQ(global.freeIpCount.load(), 3 - taken);
+        EXPECT_EQ(global.freeIps.get(4 - taken), "") << "no stale entry behind the count";
+        if (taken == 2)
+        {
+            EXPECT_EQ(global.freeIps.get(1), Studio::address(2));
+        }
     }
-    EXPECT_EQ(global->freeIpCount.load(), 1);
-    EXPECT_EQ(global->freeIps.get(1), Studio::address(2));
-    EXPECT_EQ(global->freeIps.get(2), "") << "no stale entry behind the count";
-
-    // Only takenIps[1] to takenIps[takenIpCount] are looked at.
-    global->takenIpCount = 1;
-    ASSERT_TRUE(check());
-    EXPECT_EQ(global->freeIpCount.load(), 2);
-
-    // With no count at all, every unit is free.
-    global->takenIpCount = 0;
-    ASSERT_TRUE(check());
-    EXPECT_EQ(global->freeIpCount.load(), 3);
 }
 
-TEST_F(DeviceWatch, ACheckWaitsForARunningSearch)
+TEST_F(DeviceWatch, ACheckWaitsForARunningSearchAndEndsByItsFlag)
 {
-    startUnits(1);
-    global->deviceFinderRunning = 1;
+    startUnits(2);
+    global.deviceFinderRunning = 1;
     const int before = MasterDeviceChecker::completedChecks();
     watch().startCheck();
-    EXPECT_FALSE(global->deviceCheckIdle.load()) << "the lists are not to be read now";
+    EXPECT_FALSE(global.deviceCheckIdle.load()) << "the lists are not to be read now";
     TestEnvironment::pump(600);
-    EXPECT_EQ(log().find("Start Broadcast To All Interfaces"), std::string::npos);
+    EXPECT_EQ(computer.log().find("Start Broadcast To All Interfaces"), std::string::npos);
     EXPECT_EQ(MasterDeviceChecker::completedChecks(), before);
+    global.deviceFinderRunning = 0;
+    EXPECT_TRUE(checkDoneSince(before));
+    EXPECT_EQ(global.foundIpCount.load(), 2);
 
-    global->deviceFinderRunning = 0;
-    EXPECT_TRUE(TestEnvironment::pumpUntil(
-        [&] { return MasterDeviceChecker::completedChecks() > before && global->deviceCheckIdle.load(); },
-        10000));
-    EXPECT_EQ(global->foundIps.get(1), Studio::address(1));
+    // Quitting in the middle of the broadcast leaves the lists alone.
+    global.freeIpCount = 7;
+    watch().startCheck();
+    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return global.broadcastRunning.load(); }, 5000));
+    global.quitRequested = true;
+    const auto start = std::chrono::steady_clock::now();
+    checker.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
+    EXPECT_EQ(global.freeIpCount.load(), 7);
+    EXPECT_TRUE(global.deviceCheckIdle.load());
+    EXPECT_FALSE(global.broadcastRunning.load());
 }
 
 TEST_F(DeviceWatch, TheTimerRepeatsTheCheckAndNeverRunsTwoAtOnce)
@@ -142,29 +113,8 @@ TEST_F(DeviceWatch, TheTimerRepeatsTheCheckAndNeverRunsTwoAtOnce)
     watch();
     EXPECT_TRUE(TestEnvironment::pumpUntil(
         [&] { return MasterDeviceChecker::completedChecks() >= before + 3; }, 15000));
-    const auto lines = log();
-    size_t starts = 0, ends = 0;
-    for (size_t at = 0; (at = lines.find("Check Device Thread started", at)) != std::string::npos; ++at)
-        ++starts;
-    for (size_t at = 0; (at = lines.find("Check Device Thread ended", at)) != std::string::npos; ++at)
-        ++ends;
-    EXPECT_LE(starts, ends + 1) << "one check at a time";
-}
-
-TEST_F(DeviceWatch, ACheckEndsByItsFlagWithoutTouchingTheLists)
-{
-    startUnits(2);
-    global->freeIpCount = 7;
-    watch().startCheck();
-    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return global->broadcastRunning.load(); }, 5000));
-    global->quitRequested = true;
-    const auto start = std::chrono::steady_clock::now();
-    checker.reset();
-    const auto ms =
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
-            .count();
-    EXPECT_LT(ms, 1000);
-    EXPECT_EQ(global->freeIpCount.load(), 7);
-    EXPECT_TRUE(global->deviceCheckIdle.load());
-    EXPECT_FALSE(global->broadcastRunning.load());
+    const auto log = computer.log();
+    EXPECT_LE(countLines(log, "0:::Check Device Thread started:::MasterDeviceChecker.cpp:::"),
+              countLines(log, "0:::Check Device Thread ended:::MasterDeviceChecker.cpp:::") + 1)
+        << "one check at a time";
 }

@@ -2,31 +2,17 @@
 // thread enters the computer's namespace, before the framework or anything else makes a
 // thread, so that every socket and thread of the plug-in lives there.
 #include "Studio.h"
-#include "TestEnvironment.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <juce_events/juce_events.h>
-#include <sched.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <functional>
+#include <optional>
 
 namespace
 {
 std::unique_ptr<morvane::test::StudioNet> network;
-
-bool enterNamespace(const std::string& name)
-{
-    const int fd = ::open(("/run/netns/" + name).c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    const bool entered = ::setns(fd, CLONE_NEWNET) == 0;
-    ::close(fd);
-    return entered;
-}
+std::optional<morvane::test::ScopedNamespace> onComputer;
 
 void forEachThread(const std::function<void(const std::string& task)>& visit)
 {
@@ -38,7 +24,22 @@ void forEachThread(const std::function<void(const std::string& task)>& visit)
             visit(entry->d_name);
     ::closedir(tasks);
 }
+// Suites named "Offline..." read replies and pages only; a network costs seconds to build.
+bool needsNetwork()
+{
+    const std::string filter = testing::GTEST_FLAG(filter);
+    return !testing::GTEST_FLAG(list_tests) && filter.rfind("Offline", 0) != 0;
+}
 } // namespace
+
+int countLines(const std::string& log, const std::string& line)
+{
+    int found = 0;
+    for (auto at = log.find(line); at != std::string::npos; at = log.find(line, at + 1))
+        if (at == 0 || log[at - 1] == '\n')
+            ++found;
+    return found;
+}
 
 namespace Studio
 {
@@ -57,16 +58,15 @@ std::string serial(int k)
     return "MORVAN00" + std::to_string(10 + k);
 }
 
-std::unique_ptr<morvane::sim::Unit> startUnit(int k)
+std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialText)
 {
     if (!network || k < 1 || k > network->units())
         return nullptr;
     morvane::sim::UnitConfig config;
     config.address = network->unitAddress(k);
-    config.httpPort = 80;
+    config.foreignAddress = network->foreignAddress(k);
     config.statusPort = (uint16_t)(7000 + k);
-    config.serial = serial(k);
-    config.periodMs = 40;
+    config.serial = serialText.empty() ? serial(k) : serialText;
     auto unit = std::make_unique<morvane::sim::Unit>(config);
     bool started = false;
     network->runIn(network->unitNamespace(k), [&] { started = unit->start(); });
@@ -95,15 +95,18 @@ int main(int argc, char** argv)
         argc, argv,
         []
         {
-            if (testing::GTEST_FLAG(list_tests) || !morvane::test::StudioNet::usable())
+            if (!needsNetwork() || !morvane::test::StudioNet::usable())
                 return;
             network = std::make_unique<morvane::test::StudioNet>(Studio::unitCount);
-            if (!network->ok() || !enterNamespace(network->hostNamespace()))
+            if (network->ok())
+                onComputer.emplace(network->hostNamespace());
+            if (!network->ok() || !onComputer->ok())
             {
                 std::fprintf(stderr, "No studio network: %s\n", network->error().c_str());
                 network.reset();
             }
         });
+    onComputer.reset();
     network.reset();
     return result;
 }
