@@ -3,20 +3,10 @@
 #include "FuzzSupport.h"
 #include "GlobalData.h"
 
-#include <memory>
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    Fuzz::setUp();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static Settings settings;
-    static GlobalData global(&settings);
     // A fresh list each time, filled by the same reply from each possible sender until full.
-    Broadcast broadcast(&global, settings.deviceCode);
+    Broadcast broadcast(&Fuzz::global(), Fuzz::settings().deviceCode);
     const std::size_t length = size < Broadcast::maxReply ? size : Broadcast::maxReply;
     for (unsigned int sender = 1; sender <= Broadcast::maxUnits + 1; ++sender)
         broadcast.handleReply(reinterpret_cast<const char*>(data), length, sender << 24 | 127u);

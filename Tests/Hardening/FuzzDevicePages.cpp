@@ -2,12 +2,6 @@
 #include "DeviceQueries.h"
 #include "FuzzSupport.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    Fuzz::setUp();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const auto reply = Fuzz::bytes(data, size);

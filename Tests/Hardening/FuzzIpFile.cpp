@@ -4,21 +4,12 @@
 #include "SafeAndLoad.h"
 #include "TCPIP.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    Fuzz::setUp();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static Settings settings;
-    static GlobalData global(&settings);
-    static SafeAndLoad store(&settings, &global);
-    static TCPIP tcp(&store, &global, &settings);
-    static const std::string path = store.makeInstanceFolder() + "/IP.txt";
+    static TCPIP tcp(&Fuzz::store(), &Fuzz::global(), &Fuzz::settings());
+    static const std::string path = Fuzz::store().makeInstanceFolder() + "/IP.txt";
     Fuzz::writeFile(path, Fuzz::bytes(data, size));
-    if (store.LoadFiles())
-        tcp.SetIP(global.deviceIp.get());
+    if (Fuzz::store().LoadFiles())
+        tcp.SetIP(Fuzz::global().deviceIp.get());
     return 0;
 }

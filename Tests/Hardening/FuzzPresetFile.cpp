@@ -6,12 +6,6 @@
 #include "PresetFile.h"
 #include "TestEnvironment.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    Fuzz::setUp();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string path = TestEnvironment::home() + "/fuzz.fxb";

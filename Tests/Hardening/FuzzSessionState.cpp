@@ -5,12 +5,6 @@
 
 #include <juce_audio_processors/juce_audio_processors.h>
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    Fuzz::setUp();
-    return 0;
-}
-
 namespace
 {
 juce::MemoryBlock framed(const uint8_t* text, std::size_t size)

@@ -2,12 +2,6 @@
 #include "FuzzSupport.h"
 #include "PluginProcessor.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    Fuzz::setUp();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     // The receive takes at most 2047 bytes and ends the text at a zero byte.

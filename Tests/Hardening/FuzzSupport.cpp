@@ -1,6 +1,8 @@
 #include "FuzzSupport.h"
 
+#include "GlobalData.h"
 #include "PluginProcessor.h"
+#include "SafeAndLoad.h"
 #include "TestEnvironment.h"
 
 #include <juce_events/juce_events.h>
@@ -45,6 +47,24 @@ std::string bytes(const uint8_t* data, std::size_t size)
     return std::string(reinterpret_cast<const char*>(data), size);
 }
 
+Settings& settings()
+{
+    static Settings s;
+    return s;
+}
+
+GlobalData& global()
+{
+    static GlobalData g(&settings());
+    return g;
+}
+
+SafeAndLoad& store()
+{
+    static SafeAndLoad s(&settings(), &global());
+    return s;
+}
+
 MorvaneProcessor& processor()
 {
     if (instance == nullptr)
@@ -65,3 +85,10 @@ void writeFile(const std::string& path, const std::string& content)
     out << content;
 }
 } // namespace Fuzz
+
+// Every target calls into this object, so the linker always takes this entry with it.
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    Fuzz::setUp();
+    return 0;
+}
