@@ -5,7 +5,9 @@
 #include "TestEnvironment.h"
 
 #include <gtest/gtest.h>
+
 #include <sys/stat.h>
+#include <unistd.h>
 
 using TestEnvironment::readFile;
 using TestEnvironment::writeFile;
@@ -17,10 +19,7 @@ const std::string defaults =
 
 bool exists(const std::string& path)
 {
-    struct stat info
-    {
-    };
-    return ::stat(path.c_str(), &info) == 0;
+    return juce::File(path).exists();
 }
 
 // One instance's blackboard and its files: the master's folder is "1", a slave's its index.

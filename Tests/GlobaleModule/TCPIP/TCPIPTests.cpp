@@ -7,25 +7,14 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 namespace
 {
-// A port on loopback that nobody listens on.
+// A port on loopback that nobody listens on any more.
 int closedPort()
 {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ::bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof(local));
-    socklen_t length = sizeof(local);
-    ::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length);
-    ::close(fd);
-    return ntohs(local.sin_port);
+    return LocalListener(LocalListener::Mode::closeAtOnce).port();
 }
 
 double secondsOf(const std::function<void()>& work)
