@@ -296,29 +296,26 @@ TEST_F(Session, AnyBytesNeverBringTheHostDown)
     const auto text = valid.substr(8, valid.size() - 9);
     const char* pieces[] = {"<Knob1>", "</Root>", "<![CDATA[", "&#x0;", "<KNOB2>1e38</KNOB2>",
                             "<?xml",   "\xff\xfe"};
+    const auto noise = [&](std::size_t size)
+    {
+        std::string bytes(size, ' ');
+        for (auto& c : bytes)
+            c = (char)(random() & 0xff);
+        return bytes;
+    };
     for (int round = 0; round < 6000; ++round)
     {
-        std::string block;
+        std::string block = valid;
         if (round % 3 == 0) // noise, every other one behind a header that fits
-        {
-            block.resize(random() % 600);
-            for (auto& c : block)
-                c = (char)(random() & 0xff);
-            if (round % 2)
-                block = withHeader(block);
-        }
+            block = round % 2 ? withHeader(noise(random() % 600)) : noise(random() % 600);
         else if (round % 3 == 1) // a real state with bytes flipped
-        {
-            block = valid;
             for (int flips = 1 + (int)(random() % 8); flips > 0; --flips)
-                block[random() % block.size()] = (char)(random() & 0xff);
-        }
-        else // a real state cut, or with pieces of XML spliced in
-        {
-            std::string body = text.substr(0, random() % text.size()) + pieces[random() % 7];
-            body += text.substr(random() % text.size());
-            block = random() % 2 ? withHeader(body) : valid.substr(0, random() % valid.size());
-        }
+                block[random() % block.size()] = noise(1)[0];
+        else if (random() % 2) // a real state with pieces of XML spliced in, or cut
+            block = withHeader(text.substr(0, random() % text.size()) + pieces[random() % 7] +
+                               text.substr(random() % text.size()));
+        else
+            block.resize(random() % valid.size());
         load(block);
         if (round % 500 == 0)
             TestEnvironment::pump(1);

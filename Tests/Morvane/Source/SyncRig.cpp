@@ -53,11 +53,8 @@ std::vector<std::string> SyncRig::knobRequests() const
 std::vector<float> SyncRig::hostHeard(int parameter) const
 {
     std::lock_guard<std::mutex> guard(heardLock);
-    std::vector<float> values;
-    for (const auto& [index, value] : heard)
-        if (index == parameter)
-            values.push_back(value);
-    return values;
+    const auto found = heard.find(parameter);
+    return found == heard.end() ? std::vector<float>() : found->second;
 }
 
 void SyncRig::clearHostHeard()
@@ -69,5 +66,5 @@ void SyncRig::clearHostHeard()
 void SyncRig::audioProcessorParameterChanged(juce::AudioProcessor*, int index, float value)
 {
     std::lock_guard<std::mutex> guard(heardLock);
-    heard.emplace_back(index, value);
+    heard[index].push_back(value);
 }

@@ -7,6 +7,7 @@
 
 #include "MorvaneUnit/Unit.h"
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,5 +48,5 @@ private:
     void audioProcessorChanged(juce::AudioProcessor*, const ChangeDetails&) override {}
 
     mutable std::mutex heardLock;
-    std::vector<std::pair<int, float>> heard;
+    std::map<int, std::vector<float>> heard;
 };
