@@ -135,7 +135,7 @@ TEST_F(BroadcastStudio, AUnitAnsweringOnTwoInterfacesCountsOnce)
     EXPECT_EQ(computer.global.alertIpCount, 1);
 }
 
-TEST_F(BroadcastStudio, TwoSearchesOnOneObjectRunOneAfterTheOtherAndQuittingEndsThem)
+TEST_F(BroadcastStudio, TwoSearchesOnOneObjectRunOneAfterTheOther)
 {
     startUnits(1);
     std::atomic<bool> secondDone{false};
@@ -151,12 +151,4 @@ TEST_F(BroadcastStudio, TwoSearchesOnOneObjectRunOneAfterTheOtherAndQuittingEnds
     EXPECT_EQ(computer.broadcast.count, 1) << "neither search lost its port to the other";
     EXPECT_FALSE(computer.global.broadcastRunning);
     EXPECT_EQ(countLines(computer.log(), "1:::Ended Broadcast To All Interfaces:::Broadcast.cpp:::"), 2);
-
-    std::thread running([this] { computer.broadcast.BroadcastToAllInterfaces(); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(1300)); // into the second interface
-    const auto quitAt = std::chrono::steady_clock::now();
-    computer.global.quitRequested = true;
-    running.join();
-    EXPECT_LT(std::chrono::steady_clock::now() - quitAt, std::chrono::milliseconds(400));
-    EXPECT_FALSE(computer.global.broadcastRunning);
 }

@@ -40,9 +40,7 @@ void expectConnectedTo(const Computer& computer, int k)
     EXPECT_EQ(global.deviceSerial.get(), Studio::serial(k));
     EXPECT_EQ(global.devicePort, 7000 + k);
     EXPECT_EQ(computer.file("IP.txt"), Studio::address(k));
-    EXPECT_EQ(computer.file("GuiSettings.txt"),
-              "Size = 0.1;\nKnob Resolution = 0;\nSerial = " + Studio::serial(k) +
-                  ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
+    EXPECT_EQ(computer.file("GuiSettings.txt"), defaultGuiSettings(Studio::serial(k)));
 }
 
 struct Search

@@ -5,21 +5,9 @@
 #include "Studio.h"
 
 #include <cmath>
-#include <sys/stat.h>
 #include <thread>
 
-namespace
-{
-bool exists(const std::string& path)
-{
-    struct stat info
-    {
-    };
-    return ::stat(path.c_str(), &info) == 0;
-}
-
 using ProcessorDiscovery = ComputerCase;
-} // namespace
 
 // A first start also writes nothing until the unit is found; then both files stand in folder 1.
 TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItself)
@@ -33,9 +21,9 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
     ASSERT_TRUE(global->isMaster);
     const std::string folder = computer.instanceFolder();
     // The search needs at least a second per interface before it can write anything.
-    EXPECT_FALSE(exists(folder + "/IP.txt"));
-    EXPECT_FALSE(exists(folder + "/GuiSettings.txt"));
-    EXPECT_TRUE(exists(folder)) << "the folders are made at once";
+    EXPECT_FALSE(juce::File(folder + "/IP.txt").exists());
+    EXPECT_FALSE(juce::File(folder + "/GuiSettings.txt").exists());
+    EXPECT_TRUE(juce::File(folder).isDirectory()) << "the folders are made at once";
 
     const bool running =
         TestEnvironment::pumpUntil([&] { return global->connected.load() && processor->isRunning(); }, 20000);
@@ -44,11 +32,9 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
     EXPECT_EQ(global->deviceIp.get(), Studio::address(1));
     EXPECT_EQ(global->deviceSerial.get(), Studio::serial(1));
     EXPECT_EQ(global->devicePort, 7001);
-    EXPECT_EQ(TestEnvironment::readFile(folder + "/IP.txt"), Studio::address(1));
-    EXPECT_EQ(TestEnvironment::readFile(folder + "/GuiSettings.txt"),
-              "Size = 0.1;\nKnob Resolution = 0;\nSerial = " + Studio::serial(1) +
-                  ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
-    EXPECT_FALSE(exists(computer.instanceFolder(2)));
+    EXPECT_EQ(computer.file("IP.txt"), Studio::address(1));
+    EXPECT_EQ(computer.file("GuiSettings.txt"), defaultGuiSettings(Studio::serial(1)));
+    EXPECT_FALSE(juce::File(computer.instanceFolder(2)).exists());
 
     // First status: the knobs take the unit's values.
     ASSERT_TRUE(TestEnvironment::pumpUntil(
@@ -110,8 +96,6 @@ TEST_F(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
     const auto start = std::chrono::steady_clock::now();
     processor.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
-    EXPECT_NE(TestEnvironment::readFile(computer.instanceFolder() + "/GuiSettings.txt")
-                  .find("Serial = " + Studio::serial(2) + ";"),
-              std::string::npos)
+    EXPECT_NE(computer.file("GuiSettings.txt").find("Serial = " + Studio::serial(2) + ";"), std::string::npos)
         << "an unanswered question changes no setting";
 }

@@ -12,6 +12,12 @@
 
 namespace
 {
+int threadCount()
+{
+    const auto names = Studio::threadNames();
+    return (int)std::count(names.begin(), names.end(), '\n');
+}
+
 struct IdleTimer : juce::Timer
 {
     void timerCallback() override {}
@@ -31,7 +37,7 @@ protected:
         TestEnvironment::pumpUntil(
             [] { return Studio::threadNames().find("JUCE Timer") != std::string::npos; }, 2000);
         timer.stopTimer();
-        threadsBefore = Studio::threadCount();
+        threadsBefore = threadCount();
         namesBefore = Studio::threadNames();
     }
 
@@ -42,8 +48,7 @@ protected:
         units.clear();
         if (Studio::net() != nullptr)
         {
-            EXPECT_TRUE(
-                TestEnvironment::pumpUntil([&] { return Studio::threadCount() <= threadsBefore; }, 3000))
+            EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return threadCount() <= threadsBefore; }, 3000))
                 << "threads left behind:\nbefore:\n"
                 << namesBefore << "now:\n"
                 << Studio::threadNames();

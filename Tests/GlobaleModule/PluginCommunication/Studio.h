@@ -32,8 +32,7 @@ std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialTe
 std::string address(int k);
 std::string serial(int k);
 
-int threadCount();
-// One a line, for the report of a thread left behind.
+// The names of this process's threads, one a line.
 std::string threadNames();
 } // namespace Studio
 
@@ -48,6 +47,13 @@ std::string threadNames();
             GTEST_SKIP() << "the studio network needs root";                                                 \
         }                                                                                                    \
     } while (false)
+
+// "GuiSettings.txt" as a first start writes it.
+inline std::string defaultGuiSettings(const std::string& serial)
+{
+    return "Size = 0.1;\nKnob Resolution = 0;\nSerial = " + serial +
+           ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n";
+}
 
 // Lines of a log that carry this message, whole.
 int countLines(const std::string& log, const std::string& line);

@@ -6,7 +6,6 @@
 #include <dirent.h>
 
 #include <cstdio>
-#include <functional>
 #include <optional>
 
 namespace
@@ -14,16 +13,6 @@ namespace
 std::unique_ptr<morvane::test::StudioNet> network;
 std::optional<morvane::test::ScopedNamespace> onComputer;
 
-void forEachThread(const std::function<void(const std::string& task)>& visit)
-{
-    DIR* tasks = ::opendir("/proc/self/task");
-    if (tasks == nullptr)
-        return;
-    while (const dirent* entry = ::readdir(tasks))
-        if (entry->d_name[0] != '.')
-            visit(entry->d_name);
-    ::closedir(tasks);
-}
 // Suites named "Offline..." read replies and pages only; a network costs seconds to build.
 bool needsNetwork()
 {
@@ -76,16 +65,13 @@ std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialTe
 std::string threadNames()
 {
     std::string names;
-    forEachThread([&names](const std::string& task)
-                  { names += TestEnvironment::readFile("/proc/self/task/" + task + "/comm"); });
+    DIR* tasks = ::opendir("/proc/self/task");
+    while (const dirent* entry = tasks != nullptr ? ::readdir(tasks) : nullptr)
+        if (entry->d_name[0] != '.')
+            names += TestEnvironment::readFile("/proc/self/task/" + std::string(entry->d_name) + "/comm");
+    if (tasks != nullptr)
+        ::closedir(tasks);
     return names;
-}
-
-int threadCount()
-{
-    int count = 0;
-    forEachThread([&count](const std::string&) { ++count; });
-    return count;
 }
 } // namespace Studio
 
