@@ -133,6 +133,8 @@ private:
     void readBalance(const std::string& reply);
     float knobFromDevice(int row) const;
     float deviceFromKnob(int knob) const;
+    float deviceValueOf(int knob, float knobValue) const;
+    bool sameOnTheWire(int knob, float a, float b) const;
     float modeForDevice() const;
     void followChannelMode();
     enum class Round

@@ -169,10 +169,15 @@ float MorvaneProcessor::modeForDevice() const
 // integers: float error never puts them one below.
 float MorvaneProcessor::deviceFromKnob(int knob) const
 {
+    return deviceValueOf(knob, knobNow[knob]);
+}
+
+float MorvaneProcessor::deviceValueOf(int knob, float knobValue) const
+{
     if (knob == 2)
         return modeForDevice();
     if (knob == 17)
-        return knobNow[17];
+        return knobValue;
     const int row = rowOfKnob(knob);
     if (row == 5)
         return globalData->autoGainValue.load() ? 255.0f : 0.0f;
@@ -181,13 +186,22 @@ float MorvaneProcessor::deviceFromKnob(int knob) const
     const double minimum = deviceTable[row][2];
     if (slope[row] == 0.0f)
         return (float)minimum;
-    double value = (double)knobNow[knob] / (double)slope[row] + minimum;
+    double value = (double)knobValue / (double)slope[row] + minimum;
     if (!std::isfinite(value))
         return (float)minimum;
     const double nearest = std::round(value);
     if (std::fabs(value - nearest) < 1e-3)
         value = nearest;
     return (float)value;
+}
+
+// Two values of a continuous knob that give the same request text: the unit already has it.
+bool MorvaneProcessor::sameOnTheWire(int knob, float a, float b) const
+{
+    if (knob == 2 || knob == 8 || knob == 16 || knob == 17)
+        return false;
+    const float x = deviceValueOf(knob, a), y = deviceValueOf(knob, b);
+    return sendDecimal(x) == sendDecimal(y) && (int)x == (int)y;
 }
 
 // ---------------------------------------------------------------- first status and restore
@@ -445,12 +459,15 @@ void MorvaneProcessor::CheckKnobTopicality()
         {
             knobs[i]->setValue(globalData->hostValue[i].load(), juce::dontSendNotification);
             const float value = (float)knobs[i]->getValue();
-            // A host value that only repeats what the knob already holds (such as the
-            // unit's own value handed to the host) is not sent back.
+            // A host value that only repeats what the unit already holds (such as the unit's
+            // own value handed to the host, or that value after a preset's six digits) is
+            // not sent back.
             if (value != knobSent[i])
             {
+                const bool news = !sameOnTheWire(i, value, knobSent[i]);
                 knobSent[i] = knobNow[i] = value;
-                appendChange(i);
+                if (news)
+                    appendChange(i);
             }
         }
     }

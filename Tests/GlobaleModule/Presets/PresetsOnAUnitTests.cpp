@@ -42,11 +42,18 @@ TEST(PresetsOnAUnit, ALoadedPresetReachesTheUnitInOneRequest)
     const auto path = PresetTest::freshFolder() + "/ToTheUnit.fxb";
     ASSERT_TRUE(PresetFile::write(*KnobDocument::make(values), path));
 
+    // A High Gain request with the load: four cycles later the host hears the unit's inputs
+    // anew, which differ from the preset's six digits only below what a request can carry.
+    rig.global->highGainValue = rig.unit->row(22).value == 1;
+    rig.global->highGainRequest = true;
+    rig.clearHostHeard();
     rig.global->loadPath = path;
     rig.global->loadRequest = true;
     ASSERT_TRUE(rig.waitForRequests(1));
-    rig.runCycles(4);
-    // Every knob of the preset is applied at once, so one request carries the changed ones.
+    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return !rig.hostHeard(9).empty(); }, 3000));
+    rig.runCycles(3);
+    // Every knob of the preset is applied at once, so one request carries the changed ones,
+    // and the inputs handed to the host do not go back to the unit.
     const auto requests = rig.knobRequests();
     ASSERT_EQ(requests.size(), 1u) << requests[0] << requests.back();
     EXPECT_EQ(requestedRows(requests[0]).count(3), 1u) << requests[0];
