@@ -2,25 +2,23 @@
 // namespace, driven through its control pipe and followed through its log.
 #include "UnitTestSupport.h"
 
+#include <deque>
 #include <fstream>
-#include <map>
-#include <memory>
+#include <numeric>
+#include <set>
 
 using namespace morvane;
 using namespace morvane::test;
 
+// Network namespaces need root; in CI (CI set) these cases must run.
+#define REQUIRE_STUDIO_NET()                                                                                 \
+    ASSERT_TRUE(StudioNet::usable() || !std::getenv("CI")) << "the studio network needs root and iproute2";  \
+    if (!StudioNet::usable())                                                                                \
+    GTEST_SKIP() << "the studio network needs root"
+
 namespace
 {
 constexpr const char* request = "Ciao Mac ist hier";
-
-// The replies (at most 16) that come each within ms of the last, by sender address.
-std::multimap<std::string, std::string> collect(UdpPort& port, int ms)
-{
-    std::multimap<std::string, std::string> replies;
-    for (auto d = port.receive(ms); d && replies.size() < 16; d = port.receive(ms))
-        replies.emplace(d->from, d->data);
-    return replies;
-}
 
 // The finder's reading: past the first ":", past the first quote, up to the next quote.
 std::string nameIn(const std::string& reply)
@@ -30,40 +28,33 @@ std::string nameIn(const std::string& reply)
     return text.substr(0, text.find('"'));
 }
 
+// The replies (at most 16) that come each within ms of the last as "address name" lines by address.
+std::string collect(UdpPort& port, int ms)
+{
+    std::multiset<std::string> lines;
+    for (auto d = port.receive(ms); d && lines.size() < 16; d = port.receive(ms))
+        lines.insert(d->from + " " + nameIn(d->data) + (d->data.size() > 512 ? " (over 512 bytes)\n" : "\n"));
+    return std::accumulate(lines.begin(), lines.end(), std::string());
+}
+
 TEST(UnitDiscovery, SeveralUnitsInOneProcessEachAnswerOnceAndOnlyTheRequest)
 {
-    std::vector<std::unique_ptr<sim::Unit>> units;
+    std::deque<sim::Unit> units;
     for (int i = 6; i <= 8; ++i)
-    {
-        units.push_back(std::make_unique<sim::Unit>(loopbackConfig(i)));
-        ASSERT_TRUE(units.back()->start()) << units.back()->startError();
-    }
+        ASSERT_TRUE(units.emplace_back(loopbackConfig(i)).start()) << units.back().startError();
     UdpPort finder("0.0.0.0", testPort(9)); // not a status port of these units
     const uint16_t port = testPort(19);
     ASSERT_TRUE(finder.sendTo("127.0.0.1", port, request));
-    const auto replies = collect(finder, 300);
-    ASSERT_EQ(replies.size(), 3u);
-    for (const auto& unit : units)
-    {
-        const std::string& address = unit->config().address;
-        ASSERT_EQ(replies.count(address), 1u) << address;
-        const std::string reply = replies.find(address)->second;
-        EXPECT_LE(reply.size(), 512u);
-        const std::string name = nameIn(reply);
-        EXPECT_EQ(name, unit->serial()) << "name and serial agree";
-        const std::string page = httpGet(address, unit->config().httpPort, "/dinfo", true).text;
-        EXPECT_EQ(serialIn(page), unit->serial());
-        EXPECT_NE(page.find(name), std::string::npos) << "the name is on the page";
-        EXPECT_EQ(unit->discoveryReplies(), 1u);
-    }
-
-    finder.sendTo(units[1]->config().address, port, request);
-    const auto one = collect(finder, 300);
-    ASSERT_EQ(one.size(), 1u) << "a request to one address is answered by that unit alone";
-    EXPECT_EQ(one.begin()->first, units[1]->config().address);
+    EXPECT_EQ(collect(finder, 300), "127.0.0.16 MORVAN0006\n127.0.0.17 MORVAN0007\n127.0.0.18 MORVAN0008\n");
+    for (const sim::Unit& unit : units)
+        EXPECT_EQ(
+            serialIn(httpGet(unit.config().address, unit.config().httpPort, "/dinfo", true).value_or("")),
+            unit.serial());
+    finder.sendTo("127.0.0.17", port, request);
+    EXPECT_EQ(collect(finder, 300), "127.0.0.17 MORVAN0007\n") << "only the unit asked answers";
     for (const char* other : {"Ciao Mac ist hie", "Ciao Mac ist hier!", "ciao mac ist hier"})
         finder.sendTo("127.0.0.1", port, other);
-    EXPECT_TRUE(collect(finder, 300).empty());
+    EXPECT_EQ(collect(finder, 300), "");
 }
 
 // Unit 1 runs in this process, unit 2 is the program, driven through its control pipe.
@@ -75,7 +66,6 @@ TEST(UnitStudioNet, ABroadcastFindsBothUnitsAndTheyServeTheComputer)
     sim::UnitConfig cfg;
     cfg.address = net.unitAddress(1);
     cfg.foreignAddress = net.foreignAddress(1);
-    cfg.periodMs = 20;
     sim::Unit unit(cfg);
     bool started = false;
     ASSERT_TRUE(net.runIn(net.unitNamespace(1), [&] { started = unit.start(); }));
@@ -86,7 +76,7 @@ TEST(UnitStudioNet, ABroadcastFindsBothUnitsAndTheyServeTheComputer)
     std::remove(control.c_str());
     const pid_t pid = net.spawnIn(net.unitNamespace(2),
                                   {MORVANE_UNIT_EXE, "--address", net.unitAddress(2), "--serial",
-                                   "MORVAN0002", "--period-ms", "20", "--log", log, "--control", control},
+                                   "MORVAN0002", "--log", log, "--control", control},
                                   files + "-u2.out");
     ASSERT_GT(pid, 0);
     ASSERT_TRUE(waitUntil([&] { return fileHolds(log, " START "); }, 5000)) << readFile(files + "-u2.out");
@@ -95,42 +85,39 @@ TEST(UnitStudioNet, ABroadcastFindsBothUnitsAndTheyServeTheComputer)
     ASSERT_TRUE(inHost.ok());
     const auto search = [&]
     {
-        UdpPort port("0.0.0.0", 4028, true);
+        UdpPort port("0.0.0.0", 4028);
         port.sendTo(net.broadcastAddress(), 4029, request);
         return collect(port, 400);
     };
-    const auto replies = search();
-    ASSERT_EQ(replies.size(), 2u);
-    EXPECT_EQ(nameIn(replies.find(net.unitAddress(1))->second), "MORVAN0001");
-    EXPECT_EQ(nameIn(replies.find(net.unitAddress(2))->second), "MORVAN0002");
+    const std::string both = net.unitAddress(1) + " MORVAN0001\n" + net.unitAddress(2) + " MORVAN0002\n";
+    EXPECT_EQ(search(), both);
     UdpPort status("0.0.0.0", 7001);
-    ASSERT_EQ(httpGet(net.unitAddress(1), 80, "/dinfo", true).code, 1);
-    auto d = status.receive(1000);
-    ASSERT_TRUE(d.has_value());
-    EXPECT_EQ(d->from, net.unitAddress(1));
+    const auto sender = [&]
+    {
+        status.drain();
+        status.receive(200);
+        return status.receive(1000).value_or(Datagram{}).from;
+    };
+    ASSERT_TRUE(httpGet(net.unitAddress(1), 80, "/dinfo", true));
+    EXPECT_EQ(sender(), net.unitAddress(1));
     unit.command("fault foreign on");
-    status.drain();
-    status.receive(200);
-    d = status.receive(1000);
-    ASSERT_TRUE(d.has_value());
-    EXPECT_EQ(d->from, net.foreignAddress(1));
+    EXPECT_EQ(sender(), net.foreignAddress(1));
 
-    ASSERT_EQ(httpGet(net.unitAddress(2), 80, "/knob?2/300").code, 1);
+    ASSERT_TRUE(httpGet(net.unitAddress(2), 80, "/knob?2/300"));
     EXPECT_TRUE(waitUntil([&] { return fileHolds(log, "DATAGRAM 10.77.0.1:7001"); }, 1000));
     std::ofstream(control) << "turn 3 900\n";
     ASSERT_TRUE(waitUntil([&] { return fileHolds(log, "COMMAND turn 3 900 -> ok"); }, 3000));
-    const std::string info = httpGet(net.unitAddress(2), 80, "/info").text;
+    const std::string info = httpGet(net.unitAddress(2), 80, "/info").value_or("");
     EXPECT_NE(info.find("[300, 1023, 0, 0, 0],[900, 1023, 0, 0, 1]"), std::string::npos) << info;
     EXPECT_TRUE(fileHolds(log, "REQUEST 10.77.0.1 GET /knob?2/300 HTTP/1.1"));
-    EXPECT_TRUE(fileHolds(log, "KNOB 2 300 -> 300"));
     net.stop(pid);
     EXPECT_TRUE(fileHolds(log, " STOP ")) << "a signal ends it cleanly";
     std::remove(control.c_str());
 
     unit.command("vanish"); // from a thread outside the unit's namespace
-    EXPECT_TRUE(search().empty());
+    EXPECT_EQ(search(), "");
     EXPECT_EQ(unit.command("return"), "ok");
-    EXPECT_EQ(search().size(), 1u);
+    EXPECT_EQ(search(), both.substr(0, both.find('\n') + 1));
 }
 
 TEST(UnitStudioNet, TheScriptBuildsRunsAndTearsDown)

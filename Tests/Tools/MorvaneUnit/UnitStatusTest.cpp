@@ -1,46 +1,20 @@
 // The status stream: exact separators, realistic rows, who gets it, and its faults.
 #include "UnitTestSupport.h"
 
-#include <array>
-#include <regex>
-#include <set>
-
 using namespace morvane;
 using namespace morvane::test;
 
 namespace
 {
-const std::regex
-    exactMessage(R"(\{"\w+":\[(\[-?\d+, -?\d+, -?\d+, -?\d+, -?\d+\],){21})"
-                 R"(\[-?\d+, -?\d+, -?\d+, -?\d+, -?\d+\]\],"comp":\[-?[\d.]+, -?[\d.]+\],"clip":-?\d+\})");
-
-// The rows of a message as value, maximum, minimum, unused, held; as many as are whole.
-std::vector<std::array<int, 5>> rowsOf(const std::string& message)
-{
-    static const std::regex row(R"(\[(-?\d+), (-?\d+), (-?\d+), (-?\d+), (-?\d+)\])");
-    std::vector<std::array<int, 5>> rows;
-    for (std::sregex_iterator m(message.begin(), message.end(), row), end; m != end; ++m)
-        rows.push_back({std::stoi((*m)[1]), std::stoi((*m)[2]), std::stoi((*m)[3]), std::stoi((*m)[4]),
-                        std::stoi((*m)[5])});
-    return rows;
-}
-
 class UnitStatus : public UnitCase<2>
 {
 protected:
-    void ask() { ASSERT_EQ(get("/info").code, 1); }
-    Datagram next()
-    {
-        auto d = receiver.receive(2000);
-        EXPECT_TRUE(d.has_value()) << "no status datagram";
-        return d.value_or(Datagram{});
-    }
-    // The first datagram certainly formed after what came before.
+    // The second datagram after a change: certainly formed after it.
     Datagram nextAfterChange()
     {
         receiver.drain();
-        next();
-        return next();
+        receiver.receive(2000);
+        return receiver.receive(2000).value_or(Datagram{});
     }
     Datagram underFault(const std::string& name)
     {
@@ -53,41 +27,29 @@ protected:
     UdpPort receiver{"0.0.0.0", cfg.statusPort};
 };
 
+// Each control its own range, the unused rows 4, 9 and 13 with maximum equal to minimum, High Gain
+// (row 22) not reported.
 TEST_F(UnitStatus, SeparatorsAreExactAndRowsRealistic)
 {
     for (const char* c : {"set 2 777", "turn 17 333", "comp -1500 -20000.5", "clip 3", "highgain on"})
         unit.command(c);
-    ask();
-    const std::string message = nextAfterChange().data;
-    EXPECT_TRUE(std::regex_match(message, exactMessage)) << message;
-    EXPECT_NE(message.find("\"comp\":[-1500, -20000.5],\"clip\":3}"), std::string::npos);
-
-    const auto rows = rowsOf(message);
-    ASSERT_EQ(rows.size(), 22u) << "High Gain is not reported";
-    std::set<std::pair<int, int>> ranges;
-    for (int r = 0; r < 22; ++r)
-    {
-        const sim::RowState s = unit.row(r);
-        EXPECT_EQ(rows[r], (std::array<int, 5>{s.value, s.max, s.min, 0, s.held ? 1 : 0})) << "row " << r;
-        ranges.insert({s.min, s.max});
-    }
-    EXPECT_EQ(rows[2][0], 777);
-    EXPECT_EQ(rows[17][4], 1);
-    EXPECT_GE(ranges.size(), 8u) << "each control its own range";
-    for (int r : {4, 9, 13})
-        EXPECT_EQ(rows[r][1], rows[r][2]) << "unused row " << r;
-    const std::array<int, 3> limits[] = {{5, 0, 255}, {6, 1, 21}, {10, 0, 23}, {14, 0, 1}};
-    for (const auto& [r, min, max] : limits)
-        EXPECT_TRUE(rows[r][2] == min && rows[r][1] == max) << "row " << r;
+    ASSERT_TRUE(get("/info"));
+    EXPECT_EQ(
+        nextAfterChange().data,
+        "{\"Potis\":[[30, 500, 1, 0, 0],[300, 2500, 10, 0, 0],[777, 1023, 0, 0, 0],[512, 1023, 0, 0, 0],"
+        "[0, 0, 0, 0, 0],[0, 255, 0, 0, 0],[1, 21, 1, 0, 0],[80, 100, 1, 0, 0],[300, 600, 0, 0, 0],"
+        "[0, 0, 0, 0, 0],[0, 23, 0, 0, 0],[80, 500, 20, 0, 0],[100, 100, 0, 0, 0],[0, 0, 0, 0, 0],"
+        "[0, 1, 0, 0, 0],[30, 500, 1, 0, 0],[300, 2500, 10, 0, 0],[333, 1023, 0, 0, 1],"
+        "[512, 1023, 0, 0, 0],[300, 600, 0, 0, 0],[80, 500, 20, 0, 0],[100, 100, 0, 0, 0]],"
+        "\"comp\":[-1500, -20000.5],\"clip\":3}");
 }
 
 TEST_F(UnitStatus, OnlyAddressesThatAskedGetTheLoggedStreamAndEachFaultDoesWhatItSays)
 {
-    ASSERT_TRUE(receiver.ok());
-    EXPECT_FALSE(receiver.receive(150).has_value());
-    EXPECT_EQ(unit.datagramsSent(), 0u);
-    ask();
-    EXPECT_EQ(next().from, cfg.address);
+    EXPECT_FALSE(receiver.receive(150));
+    ASSERT_TRUE(get("/info"));
+    const Datagram normal = nextAfterChange();
+    EXPECT_EQ(normal.from, cfg.address);
     EXPECT_TRUE(waitUntil(
         [&] { return logged("DATAGRAM 127.0.0.1:" + std::to_string(cfg.statusPort) + " "); }, 1000));
 
@@ -99,31 +61,24 @@ TEST_F(UnitStatus, OnlyAddressesThatAskedGetTheLoggedStreamAndEachFaultDoesWhatI
 
     unit.command("fault silent on");
     receiver.drain();
-    receiver.receive(100);
+    receiver.receive(100); // one formed before the fault
     receiver.drain();
-    EXPECT_FALSE(receiver.receive(150).has_value());
+    EXPECT_FALSE(receiver.receive(150));
     unit.command("fault silent off");
-    EXPECT_EQ(next().from, cfg.address);
+    EXPECT_EQ(nextAfterChange().from, cfg.address);
 
     const Datagram foreign = underFault("foreign");
-    EXPECT_NE(foreign.from, cfg.address);
-    EXPECT_EQ(foreign.from.rfind("127.", 0), 0u);
-    EXPECT_TRUE(std::regex_match(foreign.data, exactMessage)) << "only the sender is wrong";
-
+    EXPECT_TRUE(foreign.from != cfg.address && foreign.from.rfind("127.", 0) == 0) << foreign.from;
+    EXPECT_EQ(foreign.data, normal.data) << "only the sender is wrong";
     std::string d = underFault("garbage").data;
-    EXPECT_FALSE(std::regex_match(d, exactMessage));
-    EXPECT_EQ(d.find("\"comp\""), std::string::npos);
-
+    EXPECT_TRUE(!d.empty() && d.find("\"comp\"") == std::string::npos) << d;
     d = underFault("truncated").data;
-    EXPECT_EQ(d.rfind("{\"Potis\":[[", 0), 0u);
-    EXPECT_EQ(d.find("clip"), std::string::npos);
-
+    EXPECT_TRUE(d.size() > 10 && d.size() < normal.data.size() && normal.data.rfind(d, 0) == 0) << d;
     d = underFault("oversized").data;
     EXPECT_GT(d.size(), 2047u);
-    const std::string kept = d.substr(0, 2047);
-    EXPECT_EQ(kept.find("comp"), std::string::npos) << "what a 2047-byte read keeps lacks the meters";
-    ASSERT_GE(rowsOf(kept).size(), 3u);
-    EXPECT_EQ(rowsOf(kept)[2][0], unit.row(2).value);
+    EXPECT_EQ(d.substr(0, 2047).find("comp"), std::string::npos)
+        << "what a 2047-byte read keeps lacks the meters";
+    EXPECT_EQ(d.rfind(normal.data.substr(0, normal.data.find("]],")), 0), 0u) << "the real rows come first";
 }
 
 TEST(UnitStatusClients, AClientIsForgottenAfterItsMemory)
@@ -133,10 +88,10 @@ TEST(UnitStatusClients, AClientIsForgottenAfterItsMemory)
     sim::Unit unit(cfg);
     UdpPort receiver("0.0.0.0", cfg.statusPort);
     ASSERT_TRUE(unit.start()) << unit.startError();
-    ASSERT_EQ(httpGet(cfg.address, cfg.httpPort, "/dinfo").code, 1);
-    ASSERT_TRUE(receiver.receive(1000).has_value());
+    ASSERT_TRUE(httpGet(cfg.address, cfg.httpPort, "/dinfo"));
+    ASSERT_TRUE(receiver.receive(1000));
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     receiver.drain();
-    EXPECT_FALSE(receiver.receive(200).has_value());
+    EXPECT_FALSE(receiver.receive(200));
 }
 } // namespace

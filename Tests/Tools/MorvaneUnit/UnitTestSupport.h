@@ -1,5 +1,4 @@
-// Test helpers for the simulated unit: a raw client that sends exactly what the plug-in sends, the
-// plug-in's fixed-offset cut, a UDP port for status and discovery replies.
+// Test helpers for the simulated unit: the plug-in's GET request and fixed-offset cut, a UDP port.
 #pragma once
 
 #include "MorvaneUnit/Unit.h"
@@ -10,21 +9,17 @@
 #include <arpa/inet.h>
 #include <fstream>
 #include <iterator>
-#include <netinet/in.h>
 #include <optional>
 #include <poll.h>
 
 namespace morvane::test
 {
-// Made before main, while the process has one thread: as root, the whole process gets a network
-// namespace with only its own loopback, so fixed ports are free.
+// Made before main, while the process has one thread: fixed ports are then free.
 inline const bool isolated = enterOwnNetwork();
 
 inline sockaddr_in socketAddress(const std::string& address, uint16_t port)
 {
-    sockaddr_in sa{};
-    sa.sin_family = AF_INET;
-    sa.sin_port = htons(port);
+    sockaddr_in sa{AF_INET, htons(port), {}, {}};
     ::inet_pton(AF_INET, address.c_str(), &sa.sin_addr);
     return sa;
 }
@@ -41,8 +36,8 @@ inline int sendGet(const std::string& address, uint16_t port, const std::string&
     int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval bound{timeoutMs / 1000, timeoutMs % 1000 * 1000};
     ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound); // bounds connect() too
-    sockaddr_in sa = socketAddress(address, port);
-    if (fd >= 0 && ::connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0)
+    const sockaddr_in sa = socketAddress(address, port);
+    if (fd >= 0 && ::connect(fd, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) != 0)
         fd = (::close(fd), -1);
     const std::string request =
         "GET " + path + " HTTP/1.1\r\nHost:" + address + "\r\nConnection: close\r\n\r\n";
@@ -51,19 +46,13 @@ inline int sendGet(const std::string& address, uint16_t port, const std::string&
     return fd;
 }
 
-struct HttpReply
-{
-    int code = 0; // 1 good, -6 no connection, -8 nothing came (single read)
-    std::string text;
-};
-
-// One recv (singleRead) or everything until the server closes, within timeoutMs.
-inline HttpReply httpGet(const std::string& address, uint16_t port, const std::string& path,
-                         bool singleRead = false, int timeoutMs = 3000)
+// One recv (singleRead) or all until the server closes, within timeoutMs; nothing without a connection.
+inline std::optional<std::string> httpGet(const std::string& address, uint16_t port, const std::string& path,
+                                          bool singleRead = false, int timeoutMs = 3000)
 {
     const int fd = sendGet(address, port, path, timeoutMs);
     if (fd < 0)
-        return {-6, {}};
+        return std::nullopt;
     std::string text;
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     for (ssize_t n = 1; n > 0 && !(singleRead && !text.empty()) && std::chrono::steady_clock::now() < end;)
@@ -73,7 +62,7 @@ inline HttpReply httpGet(const std::string& address, uint16_t port, const std::s
             text.append(buf, static_cast<size_t>(n));
     }
     ::close(fd);
-    return {singleRead && text.empty() ? -8 : 1, text};
+    return text;
 }
 
 // The plug-in's cut: up to length bytes from offset behind the first pattern; empty when missing.
@@ -96,48 +85,38 @@ struct Datagram
 class UdpPort
 {
 public:
-    UdpPort(const std::string& address, uint16_t port, bool broadcast = false)
+    UdpPort(const std::string& address, uint16_t port)
     {
         const int one = 1;
-        ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-        if (broadcast)
-            ::setsockopt(fd_, SOL_SOCKET, SO_BROADCAST, &one, sizeof one);
-        sockaddr_in sa = socketAddress(address, port);
-        if (fd_ >= 0 && ::bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0)
+        for (int option : {SO_REUSEADDR, SO_BROADCAST})
+            ::setsockopt(fd_, SOL_SOCKET, option, &one, sizeof one);
+        const sockaddr_in sa = socketAddress(address, port);
+        if (fd_ >= 0 && ::bind(fd_, reinterpret_cast<const sockaddr*>(&sa), sizeof sa) != 0)
             fd_ = (::close(fd_), -1);
     }
-    ~UdpPort()
-    {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    bool ok() const { return fd_ >= 0; }
+    ~UdpPort() { ::close(fd_); }
     std::optional<Datagram> receive(int timeoutMs)
     {
-        char buf[8192];
+        char buf[8192], text[INET_ADDRSTRLEN] = {};
         sockaddr_in from{};
         socklen_t len = sizeof from;
-        const ssize_t n =
-            fd_ < 0 || !readable(fd_, timeoutMs)
-                ? -1
-                : ::recvfrom(fd_, buf, sizeof buf, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &len);
-        if (n < 0)
+        ssize_t n = -1;
+        if (!readable(fd_, timeoutMs) || (n = ::recvfrom(fd_, buf, sizeof buf, MSG_DONTWAIT,
+                                                         reinterpret_cast<sockaddr*>(&from), &len)) < 0)
             return std::nullopt;
-        char text[INET_ADDRSTRLEN] = {};
         ::inet_ntop(AF_INET, &from.sin_addr, text, sizeof text);
         return Datagram{std::string(buf, static_cast<size_t>(n)), text};
     }
     void drain()
     {
-        for (int i = 0; i < 10000 && receive(0); ++i)
-        {
-        }
+        for (int i = 0; i < 10000 && receive(0);)
+            ++i;
     }
     bool sendTo(const std::string& address, uint16_t port, const std::string& data)
     {
-        sockaddr_in to = socketAddress(address, port);
-        return ::sendto(fd_, data.data(), data.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to) ==
-               static_cast<ssize_t>(data.size());
+        const sockaddr_in to = socketAddress(address, port);
+        return ::sendto(fd_, data.data(), data.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                        sizeof to) == static_cast<ssize_t>(data.size());
     }
 
 private:
@@ -170,8 +149,8 @@ inline uint16_t testPort(int offset)
     return static_cast<uint16_t>(20000 + (isolated ? 0 : ::getpid() % 2000 * 20) + offset);
 }
 
-// A unit on loopback address 127.0.0.(10+index): HTTP on testPort(index), status to testPort(10+index),
-// discovery on testPort(19).
+// Unit index on 127.0.0.(10+index): HTTP on testPort(index), status to testPort(10+index), discovery on
+// testPort(19).
 inline sim::UnitConfig loopbackConfig(int index)
 {
     sim::UnitConfig c;
@@ -180,7 +159,7 @@ inline sim::UnitConfig loopbackConfig(int index)
     c.statusPort = testPort(10 + index);
     c.discoveryPort = testPort(19);
     c.periodMs = 10;
-    c.serial = "MORVAN" + std::string(index < 10 ? "000" : "00") + std::to_string(index);
+    c.serial = "MORVAN00" + std::string(index < 10 ? "0" : "") + std::to_string(index);
     c.logPath = "/tmp/morvane-unit-test-" + std::to_string(::getpid()) + "-" + std::to_string(index) + ".log";
     std::remove(c.logPath.c_str());
     return c;
@@ -190,9 +169,13 @@ template <int index> class UnitCase : public ::testing::Test
 {
 protected:
     void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }
-    HttpReply get(const std::string& path, bool singleRead = false)
+    std::optional<std::string> get(const std::string& path, bool singleRead = false)
     {
         return httpGet(cfg.address, cfg.httpPort, path, singleRead);
+    }
+    std::string text(const std::string& path, bool singleRead = false)
+    {
+        return get(path, singleRead).value_or("");
     }
     bool logged(const std::string& line) { return fileHolds(cfg.logPath, line); }
 
@@ -200,12 +183,3 @@ protected:
     sim::Unit unit{cfg};
 };
 } // namespace morvane::test
-
-// Network namespaces need root. In CI (CI set) their tests must run, so missing root fails there.
-#define REQUIRE_STUDIO_NET()                                                                                 \
-    if (!morvane::test::StudioNet::usable())                                                                 \
-    {                                                                                                        \
-        if (std::getenv("CI"))                                                                               \
-            FAIL() << "the studio network needs root and iproute2";                                          \
-        GTEST_SKIP() << "the studio network needs root";                                                     \
-    }
