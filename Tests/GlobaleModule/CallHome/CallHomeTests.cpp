@@ -12,8 +12,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <sys/stat.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 using TestEnvironment::pumpUntil;
@@ -22,25 +24,14 @@ using TestEnvironment::readFile;
 namespace
 {
 const std::string offerBody = R"({"version":"2_3_11","update":true,"link":"/downloads/Morvane_2_3_11.pkg"})";
+const std::string offer = LocalListener::httpAnswer(offerBody);
 const std::string noOfferBody = R"({"version":"2_3_10","update":false,"link":""})";
-
-std::string httpAnswer(const std::string& body, const std::string& status = "200 OK")
-{
-    return LocalListener::httpAnswer(body, status);
-}
 
 class CallHomeTest : public testing::Test
 {
 protected:
     void SetUp() override
     {
-        // A home of its own below the run's home, so that no stored date leaks between cases.
-        static const std::string runHome = TestEnvironment::home();
-        static int counter = 0;
-        home = runHome + "/callhome-" + std::to_string(++counter);
-        ::mkdir(home.c_str(), 0755);
-        ::setenv("Home", home.c_str(), 1);
-
         global.deviceSerial = "MRV4567";
         check.setClock([] { return CallHome::Today{10, 126}; });
         CallHome::downloadlink = "";
@@ -53,18 +44,16 @@ protected:
     }
     void TearDown() override { CallHome::setQuestionHook({}); }
 
-    void pointAt(const LocalListener& server)
-    {
-        check.setBaseUrl("http://127.0.0.1:" + std::to_string(server.port()));
-    }
-
-    // Runs the check through its thread entry, as the editor does, against a server giving
-    // this reply, and lets the message thread deliver what it posted. Returns the requests.
-    std::vector<std::string> runCheck(const std::string& reply)
+    // Runs the check through its thread entry, as the editor does, against a server in this
+    // mode; `during` acts once it runs. Lets the message thread deliver what it posted, keeps
+    // the seconds from `during` to the end, and returns the requests.
+    std::vector<std::string> runCheck(const std::string& reply,
+                                      LocalListener::Mode mode = LocalListener::Mode::answer,
+                                      const std::function<void(LocalListener&)>& during = {})
     {
         questions.clear();
-        LocalListener server(LocalListener::Mode::answer, reply);
-        pointAt(server);
+        LocalListener server(mode, reply);
+        check.setBaseUrl("http://127.0.0.1:" + std::to_string(server.port()));
         std::atomic<bool> finished{false};
         std::thread worker(
             [this, &finished]
@@ -72,35 +61,37 @@ protected:
                 delegatorCallHome(&check);
                 finished = true;
             });
+        if (during)
+        {
+            EXPECT_TRUE(pumpUntil([this] { return global.callHomeRunning.load(); }, 2000));
+            during(server);
+        }
+        const auto start = std::chrono::steady_clock::now();
         EXPECT_TRUE(pumpUntil([&finished] { return finished.load(); }, 20000));
+        seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         worker.join();
         TestEnvironment::pump(50);
         EXPECT_FALSE(global.callHomeRunning.load());
         return server.requests();
     }
 
-    std::string storedText() const { return readFile(CallHome::settingsFile()); }
-    std::string log() const { return readFile(SettingsPaths::applicationFolder() + "/Morvane/Log.txt"); }
-
-    std::string home;
+    // A home of its own, so that no stored date leaks between cases.
+    const std::string home = TestEnvironment::newHome();
+    const std::string file = CallHome::settingsFile();
     Settings settings;
     GlobalData global{&settings};
     CallHome check{&global, &settings};
     std::vector<std::string> questions;
     bool questionOnMessageThread = false;
+    double seconds = 0.0;
 };
 } // namespace
 
 TEST_F(CallHomeTest, DayAndYearDecideWhetherToAskAndTheDateIsWrittenFirst)
 {
     EXPECT_EQ(CallHome::settingsFile(), home + "/.config/Velmora Audio Works/Bindewerk/UpdateSettings.ini");
-    struct Case
-    {
-        const char* stored; // nullptr: no file; "/": a folder in the file's place
-        bool asks;
-        const char* afterwards; // nullptr: not readable
-    };
-    const Case cases[] = {
+    // Stored text (nullptr: no file; "/": a folder in its place), asks, text afterwards (if readable).
+    const std::tuple<const char*, bool, const char*> cases[] = {
         {nullptr, true, "10:::126"},       // first check: no line end
         {"10:::126", false, "10:::126"},   // today already: not even an update waiting is fetched
         {"300:::125", true, "10:::126"},   // last year, later day: the year decides
@@ -111,45 +102,38 @@ TEST_F(CallHomeTest, DayAndYearDecideWhetherToAskAndTheDateIsWrittenFirst)
         {"", true, "10:::126"},            // empty counts as missing
         {"/", true, nullptr},              // the date cannot be stored; the check still runs
     };
-    for (const auto& entry : cases)
+    for (const auto& [stored, asks, afterwards] : cases)
     {
-        SCOPED_TRACE(entry.stored != nullptr ? entry.stored : "no file");
-        ::unlink(CallHome::settingsFile().c_str());
-        if (entry.stored != nullptr && std::string(entry.stored) == "/")
-            ::mkdir(CallHome::settingsFile().c_str(), 0755);
-        else if (entry.stored != nullptr)
-            TestEnvironment::writeFile(CallHome::settingsFile(), entry.stored);
-        EXPECT_EQ(runCheck(httpAnswer(offerBody)).size(), entry.asks ? 1u : 0u);
-        EXPECT_EQ(questions.size(), entry.asks ? 1u : 0u);
-        if (entry.afterwards != nullptr)
-        {
-            EXPECT_EQ(storedText(), entry.afterwards);
-        }
+        SCOPED_TRACE(stored != nullptr ? stored : "no file");
+        ::unlink(file.c_str());
+        if (stored != nullptr && std::string(stored) == "/")
+            ::mkdir(file.c_str(), 0755);
+        else if (stored != nullptr)
+            TestEnvironment::writeFile(file, stored);
+        EXPECT_EQ(runCheck(offer).size(), asks ? 1u : 0u);
+        EXPECT_EQ(questions.size(), asks ? 1u : 0u);
+        EXPECT_EQ(afterwards != nullptr ? readFile(file) : "", afterwards != nullptr ? afterwards : "");
     }
 }
 
 TEST_F(CallHomeTest, IdentityTextComesFromTheSerialAndTooShortAsksNobody)
 {
-    struct Case
-    {
-        const char* serial;
-        const char* identity; // nullptr: no request, but the day counts
-    };
-    const Case cases[] = {
+    // Serial, identity text (nullptr: no request, but the day counts).
+    const std::pair<const char*, const char*> cases[] = {
         {"MRV4567", "4567"}, {"MRV", ""},     {"MRV12345678901234567890AB", "12345678901234567890"},
         {"", nullptr},       {"MR", nullptr},
     };
-    for (const auto& entry : cases)
+    for (const auto& [serial, identity] : cases)
     {
-        SCOPED_TRACE(entry.serial);
-        ::unlink(CallHome::settingsFile().c_str());
-        global.deviceSerial = entry.serial;
-        const auto requests = runCheck(httpAnswer(noOfferBody));
-        EXPECT_EQ(storedText(), "10:::126");
-        const std::string line = entry.identity == nullptr
+        SCOPED_TRACE(serial);
+        ::unlink(file.c_str());
+        global.deviceSerial = serial;
+        const auto requests = runCheck(LocalListener::httpAnswer(noOfferBody));
+        EXPECT_EQ(readFile(file), "10:::126");
+        const std::string line = identity == nullptr
                                      ? ""
                                      : std::string("GET /Plugin/") + UpdateServer::platformWord() + "/" +
-                                           entry.identity + "/" + settings.version + " HTTP/1.1\r\n";
+                                           identity + "/" + settings.version + " HTTP/1.1\r\n";
         ASSERT_EQ(requests.size(), line.empty() ? 0u : 1u);
         EXPECT_EQ(requests.empty() ? "" : requests[0].substr(0, line.size()), line);
     }
@@ -157,13 +141,12 @@ TEST_F(CallHomeTest, IdentityTextComesFromTheSerialAndTooShortAsksNobody)
 
 TEST_F(CallHomeTest, OfferedUpdateRaisesTheQuestionOnTheMessageThread)
 {
-    runCheck(httpAnswer(offerBody));
-    ASSERT_EQ(questions.size(), 1u);
+    runCheck(offer);
+    EXPECT_EQ(questions, std::vector<std::string>{"/downloads/Morvane_2_3_11.pkg"});
     EXPECT_TRUE(questionOnMessageThread);
-    EXPECT_EQ(questions[0], "/downloads/Morvane_2_3_11.pkg");
     EXPECT_EQ(CallHome::downloadlink.get(), "/downloads/Morvane_2_3_11.pkg");
 
-    const auto text = log();
+    const auto text = readFile(SettingsPaths::applicationFolder() + "/Morvane/Log.txt");
     for (const char* line : {"0:::Delete Choose Device and v3:::", "0:::Delete Choose Device and v3 done:::"})
         EXPECT_NE(text.find(line), std::string::npos) << line;
     const auto started = text.find("0:::Call Home Thread started:::");
@@ -178,19 +161,20 @@ TEST_F(CallHomeTest, OfferedUpdateRaisesTheQuestionOnTheMessageThread)
 
 TEST_F(CallHomeTest, RepliesThatOfferNothingStaySilent)
 {
-    const std::string replies[] = {
-        httpAnswer(R"({"version":"2_3_11","update":true,"link":"/downloads/Morvane_404.pkg"})"),
-        httpAnswer(noOfferBody),
-        httpAnswer("update available: true"),                              // no commas
-        httpAnswer("version,update true,link"),                            // no ':'
-        httpAnswer(R"({"v":"1","update":true,"link":"@evil.example/x"})"), // not a path on our host
-        httpAnswer(offerBody, "503 Service Unavailable"),
-        "", // closed without a reply
+    const std::string bodies[] = {
+        R"({"version":"2_3_11","update":true,"link":"/downloads/Morvane_404.pkg"})",
+        noOfferBody,
+        "update available: true",                              // no commas
+        "version,update true,link",                            // no ':'
+        R"({"v":"1","update":true,"link":"@evil.example/x"})", // not a path on our host
     };
+    std::vector<std::string> replies{"", LocalListener::httpAnswer(offerBody, "503 Service Unavailable")};
+    for (const auto& body : bodies)
+        replies.push_back(LocalListener::httpAnswer(body));
     for (const auto& reply : replies)
     {
         SCOPED_TRACE(reply);
-        ::unlink(CallHome::settingsFile().c_str());
+        ::unlink(file.c_str());
         CallHome::downloadlink = "/earlier";
         EXPECT_EQ(runCheck(reply).size(), 1u);
         EXPECT_TRUE(questions.empty());
@@ -200,32 +184,20 @@ TEST_F(CallHomeTest, RepliesThatOfferNothingStaySilent)
 
 TEST_F(CallHomeTest, SilentServerEndsWithinTheTimeOutAndCanBeStopped)
 {
-    // Starts the check against a silent server, lets `interrupt` act, and returns how many
-    // seconds after that the check was over.
-    auto secondsToEnd = [this](const std::function<void(LocalListener&)>& interrupt)
-    {
-        LocalListener server(LocalListener::Mode::neverAnswer);
-        pointAt(server);
-        std::thread worker([this] { check.calling(); });
-        EXPECT_TRUE(pumpUntil([this] { return global.callHomeRunning.load(); }, 2000));
-        interrupt(server);
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_TRUE(pumpUntil([this] { return !global.callHomeRunning.load(); }, 20000));
-        worker.join();
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    };
-    EXPECT_LT(secondsToEnd([](LocalListener&) {}), UpdateServer::hardLimitMs / 1000.0 + 1.0);
-    EXPECT_EQ(storedText(), "10:::126"); // the attempt counts for the day
+    const auto silent = LocalListener::Mode::neverAnswer;
+    runCheck("", silent, [](LocalListener&) {});
+    EXPECT_LT(seconds, UpdateServer::hardLimitMs / 1000.0 + 1.0);
+    EXPECT_EQ(readFile(file), "10:::126"); // the attempt counts for the day
 
-    ::unlink(CallHome::settingsFile().c_str());
-    const double afterQuit = secondsToEnd(
-        [this](LocalListener& server)
-        {
-            pumpUntil([&server] { return server.requests().size() == 1; }, 3000);
-            global.quitRequested = true; // the processor going away
-        });
+    ::unlink(file.c_str());
+    runCheck("", silent,
+             [this](LocalListener& server)
+             {
+                 pumpUntil([&server] { return server.requests().size() == 1; }, 3000);
+                 global.quitRequested = true; // the processor going away
+             });
     // Well below the request's own time-out: the stop, not curl, ended it.
-    EXPECT_LT(afterQuit, UpdateServer::requestTimeoutMs / 1000.0 - 1.0);
+    EXPECT_LT(seconds, UpdateServer::requestTimeoutMs / 1000.0 - 1.0);
 }
 
 TEST(CallHomeQuestion, OnlyTheLeftButtonOpensTheDownloadAndNoDisplayBreaksNothing)

@@ -7,11 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <tuple>
 
 TEST(UpdateAddress, SerialCannotReshapeThePath)
 {
-    // The 7, 3 and 25 character serials are checked on the wire by the daily check's tests.
-    EXPECT_EQ(UpdateServer::identityText("MR"), "");
+    // The 2, 3, 7 and 25 character serials are checked on the wire by the daily check's tests.
     EXPECT_EQ(UpdateServer::identityText("MRV1/../x?y"), "1%2F..%2Fx%3Fy");
 #if defined(__linux__)
     EXPECT_STREQ(UpdateServer::platformWord(), "Linux");
@@ -21,13 +21,8 @@ TEST(UpdateAddress, SerialCannotReshapeThePath)
 
 TEST(UpdateReply, ThreeFieldsAreCutAndMissingSeparatorsEndTheReading)
 {
-    struct Case
-    {
-        const char* reply;
-        bool cut, available;
-        const char* link;
-    };
-    const Case cases[] = {
+    // Reply, cut, available, link.
+    const std::tuple<const char*, bool, bool, const char*> cases[] = {
         {R"({"version":"2_3_11","update":true,"link":"/dl/Morvane.pkg"})", true, true, "/dl/Morvane.pkg"},
         {R"({"version":"2_3_10","update":false,"link":""})", true, false, ""},
         {R"({"true":"x","update":no,"link":"/a"})", true, false, "/a"}, // the first field is never read
@@ -38,22 +33,17 @@ TEST(UpdateReply, ThreeFieldsAreCutAndMissingSeparatorsEndTheReading)
         {"version,update:true", false, false, ""},         // no second comma
         {"version,update:true,link /x", false, false, ""}, // no ':' in the link
     };
-    for (const auto& entry : cases)
+    for (const auto& [reply, cut, available, link] : cases)
     {
-        SCOPED_TRACE(entry.reply);
         UpdateServer::Offer offer;
-        EXPECT_EQ(UpdateServer::cutReply(entry.reply, offer), entry.cut);
-        EXPECT_EQ(offer.available, entry.available);
-        EXPECT_EQ(offer.link, entry.link);
+        const bool wasCut = UpdateServer::cutReply(reply, offer);
+        EXPECT_EQ(std::tie(wasCut, offer.available, offer.link), std::tie(cut, available, link)) << reply;
     }
 }
 
+// "404" in a reply and a link off our host are checked on the wire by the daily check's tests.
 TEST(UpdateReply, ErrorsAndLinks)
 {
-    EXPECT_TRUE(UpdateServer::reportsError(R"({"v":"1","update":true,"link":"/dl/x404.pkg"})"));
-    EXPECT_TRUE(UpdateServer::reportsError("404 Not Found"));
-    EXPECT_FALSE(UpdateServer::reportsError(R"({"v":"2_3_11","update":true,"link":"/dl/x.pkg"})"));
-
     EXPECT_TRUE(UpdateServer::isServerPath("/dl/Morvane_2_3_11.pkg?x=1"));
     for (const char* link : {"", "@evil.example/x", ".evil.example/x", "/a b", "/a\"b", "/a\nb"})
         EXPECT_FALSE(UpdateServer::isServerPath(link)) << link;
