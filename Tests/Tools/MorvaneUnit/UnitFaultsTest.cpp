@@ -1,4 +1,5 @@
-// Each HTTP fault and vanishing do what they say, and stop() stays bounded under them.
+// Each HTTP fault and vanishing (discovery: see the studio network) do what they say, and stop() stays
+// bounded under them.
 #include "UnitTestSupport.h"
 
 using namespace morvane;
@@ -15,8 +16,9 @@ bool closedWithoutAByte(int fd, int ms)
     return readable(fd, ms) && ::recv(fd, &c, 1, MSG_DONTWAIT) == 0;
 }
 
-TEST_F(UnitFaults, RefusedCloseAndHangHoldUntilSwitchedOff)
+TEST_F(UnitFaults, RefusedCloseHangAndSlowHoldUntilSwitchedOffAndStopStaysBounded)
 {
+    const std::string normal = text("/dinfo");
     EXPECT_EQ(unit.command("fault refused on"), "ok");
     ASSERT_TRUE(waitUntil([&] { return !get("/info"); }, 1000));
     unit.command("fault refused off");
@@ -38,11 +40,7 @@ TEST_F(UnitFaults, RefusedCloseAndHangHoldUntilSwitchedOff)
     unit.command("fault hang off");
     EXPECT_TRUE(closedWithoutAByte(fd, 1000));
     ::close(fd);
-}
 
-TEST_F(UnitFaults, SlowAnswersAByteAtATimeAndStopStaysBounded)
-{
-    const std::string normal = text("/dinfo");
     unit.command("fault slow on 2");
     EXPECT_EQ(text("/dinfo", true), "H") << "one read gets one byte";
     // A loaded machine stretches the pauses between bytes: a long bound for the whole page.
@@ -68,17 +66,15 @@ TEST_F(UnitFaults, IdentityFaultsChangeThePages)
 
     unit.command("fault product on");
     page = text("/dinfo", true);
-    EXPECT_GE(page.size(), 200u);
-    EXPECT_EQ(page.find("MORVAN"), std::string::npos) << "another product names nothing of ours";
-    EXPECT_EQ(serialIn(page).size(), 10u);
+    EXPECT_TRUE(page.size() >= 200 && page.find("MORVAN") == std::string::npos && serialIn(page).size() == 10)
+        << "another product names nothing of ours: " << page;
     unit.command("fault product off");
 
     unit.command("fault serial on");
     page = text("/dinfo", true);
-    EXPECT_NE(serialIn(page), cfg.serial);
     EXPECT_EQ(page.find(cfg.serial), std::string::npos) << "the stored serial is found nowhere";
-    EXPECT_NE(page.find("MORVAN"), std::string::npos) << "still the product";
-    EXPECT_EQ(unit.name(), serialIn(page));
+    EXPECT_TRUE(serialIn(page).rfind("MORVAN", 0) == 0 && serialIn(page) == unit.name())
+        << "still the product";
     unit.command("fault serial on MORVAN7777");
     EXPECT_EQ(serialIn(text("/dinfo", true)), "MORVAN7777");
     unit.command("fault serial off");
@@ -92,12 +88,7 @@ TEST_F(UnitFaults, IdentityFaultsChangeThePages)
 
 TEST_F(UnitFaults, VanishClosesEverySocketAndReturnKeepsTheState)
 {
-    UdpPort status("0.0.0.0", cfg.statusPort), finder("0.0.0.0", testPort(18));
-    const auto discovered = [&](int ms)
-    {
-        finder.sendTo(cfg.address, cfg.discoveryPort, "Ciao Mac ist hier");
-        return finder.receive(ms).has_value();
-    };
+    UdpPort status("0.0.0.0", cfg.statusPort);
     unit.command("set 2 600");
     ASSERT_TRUE(get("/info"));
     ASSERT_TRUE(status.receive(1000));
@@ -106,12 +97,10 @@ TEST_F(UnitFaults, VanishClosesEverySocketAndReturnKeepsTheState)
     EXPECT_FALSE(get("/info"));
     status.drain();
     EXPECT_FALSE(status.receive(150));
-    EXPECT_FALSE(discovered(200));
 
     EXPECT_EQ(unit.command("return"), "ok");
     EXPECT_NE(text("/info").find("[600, 1023, 0, 0, 0]"), std::string::npos);
     EXPECT_TRUE(status.receive(1000));
-    EXPECT_TRUE(discovered(1000));
     EXPECT_TRUE(logged(" VANISH ") && logged(" RETURN "));
 }
 } // namespace

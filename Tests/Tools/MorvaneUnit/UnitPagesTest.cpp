@@ -29,53 +29,31 @@ TEST_F(UnitPages, DinfoInfoAndBalanceHoldWhatThePluginCutsOut)
     EXPECT_TRUE(std::regex_search(info, std::regex(R"(\]\],"comp":\[[^\]]*\],"clip":-?\d+,"port": \d+\}$)")))
         << info;
 
-    const auto balance = [&]
+    for (const auto& [query, shown] :
+         {std::pair{"/balance?2.5", "2.5\"}"}, {"/balance?abc", "2.5\"}"}, {"/balance?-3", "-3\"}"}})
     {
-        return cut(text("/balance", true), "e\": ", 5, 5);
-    };
-    text("/balance?2.5");
-    EXPECT_EQ(balance(), "2.5\"}");
-    text("/balance?abc");
-    text("/balance?-3");
-    EXPECT_EQ(balance(), "-3\"}");
+        text(query);
+        EXPECT_EQ(cut(text("/balance", true), "e\": ", 5, 5), shown) << query;
+    }
 }
 
 TEST_F(UnitPages, Error404IsAfterTheFirstByteOnUnknownPagesAndOnEveryPageUnderTheFault)
 {
-    for (const auto& paths :
-         {std::vector<std::string>{"/", "/index.html", "/infos", "/knobs?1/2", "/dinfo/x"},
-          {"/info", "/dinfo", "/balance", "/knob?2/5"}})
+    // Five unknown pages, then known ones under the fault.
+    const char* const paths[] = {"/",     "/index.html", "/infos",   "/knobs?1/2", "/dinfo/x",
+                                 "/info", "/dinfo",      "/balance", "/knob?2/5"};
+    for (size_t i = 0; i < std::size(paths); ++i)
     {
-        for (const std::string& path : paths)
-        {
-            const size_t at = text(path, true).find("Error 404");
-            EXPECT_TRUE(at != std::string::npos && at > 0) << path;
-        }
-        unit.command("fault notfound on");
+        if (i == 5)
+            unit.command("fault notfound on");
+        const size_t at = text(paths[i], true).find("Error 404");
+        EXPECT_TRUE(at != std::string::npos && at > 0) << paths[i];
     }
     EXPECT_TRUE(logged("GET /dinfo/x HTTP/1.1"));
     EXPECT_EQ(unit.row(2).value, 512) << "a 404 applies nothing";
 }
 
-TEST_F(UnitPages, KnobRequestsOfOneAndOfSeventeenPairsAreApplied)
-{
-    text("/knob?3/512.25", true);
-    EXPECT_EQ(unit.row(3).value, 512);
-    EXPECT_TRUE(logged("KNOB 3 512.25 -> 512"));
-
-    const std::pair<int, int> pairs[] = {{1, 1200},  {2, 100},  {3, 900},  {5, 255}, {6, 7},  {7, 40},
-                                         {8, 450},   {10, 3},   {11, 300}, {12, 55}, {14, 1}, {15, 251},
-                                         {16, 1201}, {17, 101}, {18, 901}, {19, 451}};
-    std::string path = "/knob?0/250.5"; // the first value may carry a fraction
-    for (const auto& [row, value] : pairs)
-        path += "/" + std::to_string(row) + "/" + std::to_string(value);
-    text(path, true);
-    EXPECT_EQ(unit.row(0).value, 251);
-    for (const auto& [row, value] : pairs)
-        EXPECT_EQ(unit.row(row).value, value) << "row " << row;
-}
-
-TEST_F(UnitPages, KnobValuesAreClampedMalformedPairsSkippedAndHeldRowsKept)
+TEST_F(UnitPages, KnobValuesAreClampedMalformedPairsSkippedHeldRowsKeptAndSeventeenPairsApplied)
 {
     unit.command("turn 3 700");
     text("/knob?2/5000/8/-7/5/200/14/0.7/10/17/x/3/23/5/99/1/22/1/3/200/12", true);
@@ -88,5 +66,20 @@ TEST_F(UnitPages, KnobValuesAreClampedMalformedPairsSkippedAndHeldRowsKept)
     EXPECT_EQ(std::count_if(writes.begin(), writes.end(), [](const sim::KnobWrite& w) { return w.accepted; }),
               6);
     EXPECT_TRUE(logged("KNOB 3 200 ignored, held on the panel"));
+
+    unit.command("release 3");
+    text("/knob?3/512.25", true);
+    EXPECT_EQ(unit.row(3).value, 512);
+    EXPECT_TRUE(logged("KNOB 3 512.25 -> 512"));
+    const std::pair<int, int> pairs[] = {{1, 1200},  {2, 100},  {3, 900},  {5, 0},   {6, 7},  {7, 40},
+                                         {8, 450},   {10, 3},   {11, 300}, {12, 55}, {14, 0}, {15, 251},
+                                         {16, 1201}, {17, 101}, {18, 901}, {19, 451}};
+    std::string path = "/knob?0/250.5"; // the first value may carry a fraction
+    for (const auto& [row, value] : pairs)
+        path += "/" + std::to_string(row) + "/" + std::to_string(value);
+    text(path, true);
+    EXPECT_EQ(unit.row(0).value, 251);
+    for (const auto& [row, value] : pairs)
+        EXPECT_EQ(unit.row(row).value, value) << "row " << row;
 }
 } // namespace

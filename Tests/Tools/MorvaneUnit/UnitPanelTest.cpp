@@ -10,7 +10,7 @@ namespace
 {
 using UnitPanel = UnitCase<5>;
 
-TEST_F(UnitPanel, TurningAControlHoldsItAndMovesItsValue)
+TEST_F(UnitPanel, TurningHoldsAControlAndMovesItsValueOtherCommandsSetTheirRowsBadOnesAreRefused)
 {
     EXPECT_EQ(unit.command("turn 3 1000 400"), "ok");
     EXPECT_TRUE(unit.row(3).held);
@@ -24,10 +24,7 @@ TEST_F(UnitPanel, TurningAControlHoldsItAndMovesItsValue)
     for (const char* c : {"touch 0", "touch 1", "release all"})
         unit.command(c);
     EXPECT_FALSE(unit.row(0).held || unit.row(1).held);
-}
 
-TEST_F(UnitPanel, CommandsSetTheirRowsWithinRangeAndBadOnesAreRefusedAndLogged)
-{
     // Mode and channel mode share row 10.
     const std::tuple<const char*, int, int> steps[] = {
         {"mode 5", 10, 5}, {"dual on", 10, 17}, {"mode 11", 10, 23},     {"dual off", 10, 11},
@@ -54,12 +51,11 @@ TEST_F(UnitPanel, TheProgramMovesTheNeedlesWithinRange)
     std::set<std::string> seen;
     for (int i = 0; i < 40; ++i)
     {
-        const auto d = receiver.receive(1000);
-        ASSERT_TRUE(d);
-        const std::string comp = d->data.substr(d->data.find("\"comp\":["));
-        const double left = std::strtod(comp.c_str() + 8, nullptr);
-        EXPECT_TRUE(left <= 0.0 && left >= -24000.0) << left;
-        seen.insert(comp.substr(0, comp.find(']')));
+        const std::string comp = cut(receiver.receive(1000).value_or(Datagram{}).data, "\"comp\":[", 8, 40);
+        ASSERT_FALSE(comp.empty());
+        const double left = std::strtod(comp.c_str(), nullptr);
+        EXPECT_TRUE(left <= 0.0 && left >= -24000.0) << comp;
+        seen.insert(comp);
     }
     EXPECT_GT(seen.size(), 5u) << "the needles move";
     unit.command("comp -3000 -4000");

@@ -132,15 +132,10 @@ inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs)
     return true;
 }
 
-inline std::string readFile(const std::string& path)
-{
-    std::ifstream in(path);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 inline bool fileHolds(const std::string& path, const std::string& text)
 {
-    return readFile(path).find(text) != std::string::npos;
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), {}).find(text) != std::string::npos;
 }
 
 // Fixed ports when isolated, else spread by pid.
@@ -159,7 +154,7 @@ inline sim::UnitConfig loopbackConfig(int index)
     c.statusPort = testPort(10 + index);
     c.discoveryPort = testPort(19);
     c.periodMs = 10;
-    c.serial = "MORVAN00" + std::string(index < 10 ? "0" : "") + std::to_string(index);
+    c.serial = "MORVAN000" + std::to_string(index);
     c.logPath = "/tmp/morvane-unit-test-" + std::to_string(::getpid()) + "-" + std::to_string(index) + ".log";
     std::remove(c.logPath.c_str());
     return c;
