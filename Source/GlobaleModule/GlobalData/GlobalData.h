@@ -102,6 +102,13 @@ public:
     std::atomic<bool> dualMonoLeft{false};
     std::atomic<bool> requestDualMono{false};
     std::atomic<bool> requestStereo{false};
+    // The newest channel-mode request wins: a stale opposite one, left unserved while no
+    // editor was open, would undo it when both are served.
+    void requestChannelMode(bool dual)
+    {
+        (dual ? requestStereo : requestDualMono) = false;
+        (dual ? requestDualMono : requestStereo) = true;
+    }
     std::atomic<bool> modeChanged{false};
     std::atomic<int> lampValue{0};
     std::atomic<bool> lampChanged{false};

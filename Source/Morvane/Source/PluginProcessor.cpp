@@ -344,11 +344,11 @@ void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
             {
                 globalData->dualMono = true;
                 globalData->dualMonoEntered = true;
-                globalData->requestDualMono = true;
+                globalData->requestChannelMode(true);
             }
             else
             {
-                globalData->requestStereo = true;
+                globalData->requestChannelMode(false);
             }
         }
         else

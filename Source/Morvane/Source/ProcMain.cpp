@@ -232,15 +232,9 @@ void MorvaneProcessor::firstStatus()
         takeOver(knob, knobFromDevice(firstStatusRow[knob]));
 
     int m = (int)deviceTable[10][0];
+    globalData->requestChannelMode(m >= 12);
     if (m >= 12)
-    {
-        globalData->requestDualMono = true;
         m -= 12;
-    }
-    else
-    {
-        globalData->requestStereo = true;
-    }
     knobs[2]->setValue(m, juce::sendNotificationAsync);
     globalData->hostChanged[2] = true;
     globalData->hostValue[2] = (float)m;
@@ -426,10 +420,7 @@ void MorvaneProcessor::CheckKnobTopicality()
                 int m = (int)deviceTable[r][0];
                 if (m != lastMode.load())
                 {
-                    if (m < 12)
-                        globalData->requestStereo = true;
-                    else
-                        globalData->requestDualMono = true;
+                    globalData->requestChannelMode(m >= 12);
                     lastMode = m;
                     followChannelMode();
                 }

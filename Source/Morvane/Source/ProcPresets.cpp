@@ -22,15 +22,10 @@ void applyDualMono(GlobalData& global, const juce::String& text)
     const bool on = text == "1";
     global.dualMono = on;
     if (on)
-    {
         global.dualMonoEntered = true;
-        global.requestDualMono = true;
-    }
     else
-    {
         global.dualMonoLeft = true;
-        global.requestStereo = true;
-    }
+    global.requestChannelMode(on);
 }
 
 // The stored knobs as they stand, narrowed to float.

@@ -118,6 +118,13 @@ TEST_F(Sync, TheUnitLeadsFromTheFirstStatusOnAndNothingEchoes)
     EXPECT_TRUE(holds(push, "/18/190/")) << push;
     const auto path = push.substr(0, push.find(" HTTP/"));
     EXPECT_EQ(std::count(path.begin(), path.end(), '/'), 34) << push;
+
+    // The session's stereo request, unserved without an editor, does not undo the unit's
+    // next move into dual mono.
+    rig.unit->command("dual on");
+    rig.unit->command("touch 10");
+    EXPECT_TRUE(until([&] { return rig.global->dualMono.load(); }));
+    rig.unit->command("release 10");
 }
 
 TEST_F(Sync, HostAndEditorChangesGoOutOnce)
