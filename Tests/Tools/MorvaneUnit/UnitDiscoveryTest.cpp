@@ -3,7 +3,6 @@
 #include "UnitTestSupport.h"
 
 #include <deque>
-#include <fstream>
 #include <numeric>
 #include <set>
 

@@ -23,14 +23,12 @@ TEST_F(UnitFaults, RefusedCloseHangAndSlowHoldUntilSwitchedOffAndStopStaysBounde
     ASSERT_TRUE(waitUntil([&] { return !get("/info"); }, 1000));
     unit.command("fault refused off");
     ASSERT_TRUE(waitUntil([&] { return get("/info").has_value(); }, 1000));
-
     unit.command("fault close on");
     unit.clearRecords();
     EXPECT_EQ(get("/dinfo", true), "");
     EXPECT_EQ(get("/info"), "");
     EXPECT_EQ(unit.requests().size(), 2u);
     unit.command("fault close off");
-
     unit.command("fault hang on");
     unit.clearRecords();
     const int fd = sendGet(cfg.address, cfg.httpPort, "/dinfo");
@@ -40,12 +38,10 @@ TEST_F(UnitFaults, RefusedCloseHangAndSlowHoldUntilSwitchedOffAndStopStaysBounde
     unit.command("fault hang off");
     EXPECT_TRUE(closedWithoutAByte(fd, 1000));
     ::close(fd);
-
     unit.command("fault slow on 2");
     EXPECT_EQ(text("/dinfo", true), "H") << "one read gets one byte";
     // A loaded machine stretches the pauses between bytes: a long bound for the whole page.
     EXPECT_EQ(httpGet(cfg.address, cfg.httpPort, "/dinfo", false, 15000), normal) << "the page is whole";
-
     unit.command("fault slow on 500");
     unit.clearRecords();
     std::thread client([&] { get("/info"); });
@@ -63,13 +59,11 @@ TEST_F(UnitFaults, IdentityFaultsChangeThePages)
     std::string page = text("/dinfo", true);
     EXPECT_TRUE(page.size() < 200 && serialIn(page) == cfg.serial) << page;
     unit.command("fault shortdinfo off");
-
     unit.command("fault product on");
     page = text("/dinfo", true);
     EXPECT_TRUE(page.size() >= 200 && page.find("MORVAN") == std::string::npos && serialIn(page).size() == 10)
         << "another product names nothing of ours: " << page;
     unit.command("fault product off");
-
     unit.command("fault serial on");
     page = text("/dinfo", true);
     EXPECT_EQ(page.find(cfg.serial), std::string::npos) << "the stored serial is found nowhere";
@@ -79,7 +73,6 @@ TEST_F(UnitFaults, IdentityFaultsChangeThePages)
     EXPECT_EQ(serialIn(text("/dinfo", true)), "MORVAN7777");
     unit.command("fault serial off");
     EXPECT_EQ(serialIn(text("/dinfo", true)), cfg.serial);
-
     unit.command("fault noport on");
     page = text("/info");
     EXPECT_TRUE(page.find("port") == std::string::npos && page.find("\"comp\":[") != std::string::npos)
@@ -92,12 +85,10 @@ TEST_F(UnitFaults, VanishClosesEverySocketAndReturnKeepsTheState)
     unit.command("set 2 600");
     ASSERT_TRUE(get("/info"));
     ASSERT_TRUE(status.receive(1000));
-
     EXPECT_EQ(unit.command("vanish"), "ok");
     EXPECT_FALSE(get("/info"));
     status.drain();
     EXPECT_FALSE(status.receive(150));
-
     EXPECT_EQ(unit.command("return"), "ok");
     EXPECT_NE(text("/info").find("[600, 1023, 0, 0, 0]"), std::string::npos);
     EXPECT_TRUE(status.receive(1000));

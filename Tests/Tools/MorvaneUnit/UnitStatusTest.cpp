@@ -54,13 +54,11 @@ TEST_F(UnitStatus, OnlyAddressesThatAskedGetTheLoggedStreamAndEachFaultDoesWhatI
     EXPECT_EQ(normal.from, cfg.address);
     EXPECT_TRUE(waitUntil(
         [&] { return logged("DATAGRAM 127.0.0.1:" + std::to_string(cfg.statusPort) + " "); }, 1000));
-
     unit.command("datagrams off");
     const auto before = std::filesystem::file_size(cfg.logPath);
     const uint64_t sent = unit.datagramsSent();
     ASSERT_TRUE(waitUntil([&] { return unit.datagramsSent() > sent + 5; }, 2000));
     EXPECT_EQ(std::filesystem::file_size(cfg.logPath), before) << "sent, not logged";
-
     unit.command("fault silent on");
     receiver.drain();
     receiver.receive(100); // one formed before the fault
@@ -68,7 +66,6 @@ TEST_F(UnitStatus, OnlyAddressesThatAskedGetTheLoggedStreamAndEachFaultDoesWhatI
     EXPECT_FALSE(receiver.receive(150));
     unit.command("fault silent off");
     EXPECT_EQ(nextAfterChange().from, cfg.address);
-
     const Datagram foreign = underFault("foreign");
     EXPECT_TRUE(foreign.from != cfg.address && foreign.from.rfind("127.", 0) == 0) << foreign.from;
     EXPECT_EQ(foreign.data, normal.data) << "only the sender is wrong";

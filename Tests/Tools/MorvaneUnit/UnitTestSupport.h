@@ -19,9 +19,7 @@ inline const bool isolated = enterOwnNetwork();
 
 inline sockaddr_in socketAddress(const std::string& address, uint16_t port)
 {
-    sockaddr_in sa{AF_INET, htons(port), {}, {}};
-    ::inet_pton(AF_INET, address.c_str(), &sa.sin_addr);
-    return sa;
+    return sockaddr_in{AF_INET, htons(port), {::inet_addr(address.c_str())}, {}};
 }
 
 inline bool readable(int fd, int ms)
@@ -168,10 +166,7 @@ protected:
     {
         return httpGet(cfg.address, cfg.httpPort, path, singleRead);
     }
-    std::string text(const std::string& path, bool singleRead = false)
-    {
-        return get(path, singleRead).value_or("");
-    }
+    std::string text(const std::string& path, bool once = false) { return get(path, once).value_or(""); }
     bool logged(const std::string& line) { return fileHolds(cfg.logPath, line); }
 
     sim::UnitConfig cfg = loopbackConfig(index);
