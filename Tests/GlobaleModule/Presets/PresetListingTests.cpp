@@ -8,27 +8,14 @@
 
 #include <cstdlib>
 #include <set>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using PresetTest::freshFolder;
-using PresetTest::makeFolder;
 using TestEnvironment::writeFile;
 
 namespace
 {
-std::vector<std::string> listed(const juce::StringArray& array)
-{
-    std::vector<std::string> out;
-    for (const auto& s : array)
-        out.push_back(s.toStdString());
-    return out;
-}
-
-bool isFolder(const std::string& path)
-{
-    return juce::File(path).isDirectory();
-}
-
 // A listing of the run's preset root, listed again at folder.
 struct Listing
 {
@@ -37,8 +24,16 @@ struct Listing
     PresetDatabase& db = *listing.database;
 
     void list(const std::string& folder, int level) { listing.getFoldersAndFiles(folder, level); }
-    std::vector<std::string> names(int level) const { return listed(listing.names[level]); }
-    std::vector<std::string> flags(int level) const { return listed(listing.flags[level]); }
+    // Row i of the store and what the lists of `level` hold there: "id level name path isFolder | flag path".
+    std::string row(int i, int level) const
+    {
+        const auto& r = db.rows[i];
+        const auto& lists = listing.flags[level].size() > i
+                                ? listing.flags[level][i] + " " + listing.paths[level][i]
+                                : juce::String("-");
+        return std::to_string(r.id) + " " + std::to_string(r.level) + " " + r.name + " " + r.path + " " +
+               (r.isFolder ? "1 | " : "0 | ") + lists.toStdString();
+    }
 };
 } // namespace
 
@@ -48,25 +43,25 @@ TEST(PresetRoot, TheVariableOrElseTheFirstUsableBaseIsTheRoot)
     const std::string saved = std::getenv("MORVANE_PRESET_ROOT");
     ::setenv("MORVANE_PRESET_ROOT", (folder + "/deep/er/root").c_str(), 1);
     EXPECT_EQ(PresetRoot::make("Morvane"), folder + "/deep/er/root");
-    EXPECT_TRUE(isFolder(folder + "/deep/er/root"));
+    EXPECT_TRUE(juce::File(folder + "/deep/er/root").isDirectory());
     ::setenv("MORVANE_PRESET_ROOT", saved.c_str(), 1);
 
     // A missing base is never made; one whose first folder is a plain file cannot hold the chain.
     const auto tail = PresetRoot::tail("Morvane");
     EXPECT_EQ(tail, "/Velmora Audio Works/Presets/Morvane");
-    makeFolder(folder + "/blocked");
+    ::mkdir((folder + "/blocked").c_str(), 0755);
     writeFile(folder + "/blocked/Velmora Audio Works", "x");
-    makeFolder(folder + "/good");
+    ::mkdir((folder + "/good").c_str(), 0755);
     EXPECT_EQ(PresetRoot::firstWritable({folder + "/missing", folder + "/blocked", folder + "/good"}, tail),
               folder + "/good" + tail);
-    EXPECT_FALSE(isFolder(folder + "/missing"));
-    EXPECT_TRUE(isFolder(folder + "/good" + tail));
+    EXPECT_FALSE(juce::File(folder + "/missing").isDirectory());
+    EXPECT_TRUE(juce::File(folder + "/good" + tail).isDirectory());
 }
 
 TEST(PresetListing, TheRootIsListedFirstAndAnEmptyOrUnopenableFolderGivesOnePlaceholderRow)
 {
     const std::string root = std::getenv("MORVANE_PRESET_ROOT");
-    makeFolder(root);
+    ::mkdir(root.c_str(), 0755);
     writeFile(root + "/Start.fxb", "x");
     Listing l;
     EXPECT_EQ(l.listing.getRootPath(), root);
@@ -75,19 +70,15 @@ TEST(PresetListing, TheRootIsListedFirstAndAnEmptyOrUnopenableFolderGivesOnePlac
     EXPECT_EQ(l.db.currentFolder, root);
 
     const auto empty = freshFolder() + "/Empty Folder";
-    makeFolder(empty);
+    ::mkdir(empty.c_str(), 0755);
     for (const auto& path : {empty, empty + "/gone"})
     {
         SCOPED_TRACE(path);
         l.list(root, 1);
         l.list(path, 1);
-        EXPECT_TRUE(l.names(2).empty());
-        EXPECT_TRUE(l.listing.paths[2].isEmpty());
-        EXPECT_TRUE(l.flags(2).empty());
+        EXPECT_EQ(l.listing.names[2].size() + l.listing.paths[2].size(), 0);
         EXPECT_EQ(l.db.rowCount, 1);
-        EXPECT_EQ(l.db.rows[0].level, 2);
-        EXPECT_TRUE(l.db.rows[0].name.empty());
-        EXPECT_FALSE(l.db.rows[0].isFolder);
+        EXPECT_EQ(l.row(0, 2), "0 2   0 | -");
         EXPECT_EQ(l.db.currentFolder, path);
     }
     l.list(empty, 1);
@@ -103,32 +94,27 @@ TEST(PresetListing, FoldersComeFirstThenNamesHoldingFxbEachInDirectoryOrder)
     const std::set<std::string> folders{"b-folder", "z-folder", "old.fxb", ".dotfolder"};
     const std::set<std::string> files{"c.fxb", "a.fxb", "mix.fxb.bak", "old.fxb"};
     for (const auto& name : folders)
-        makeFolder(folder + "/" + name);
+        ::mkdir((folder + "/" + name).c_str(), 0755);
     for (const char* name : {"c.fxb", "a.fxb", "mix.fxb.bak", "MIX.FXB", ".hidden.fxb", "notes.txt"})
         writeFile(folder + "/" + name, "x");
     // A symbolic link to a folder is no folder row.
     ASSERT_EQ(::symlink((folder + "/b-folder").c_str(), (folder + "/link-folder").c_str()), 0);
 
-    std::vector<std::string> expected;
+    juce::StringArray expected;
     for (const auto* group : {&folders, &files})
         for (const auto& name : PresetTest::directoryOrder(folder))
             if (group->count(name) != 0)
-                expected.push_back(name);
+                expected.add(name);
 
     Listing l;
     l.list(folder, 0);
-    EXPECT_EQ(l.names(1), expected);
+    EXPECT_EQ(l.listing.names[1], expected);
     ASSERT_EQ(l.db.rowCount, 8);
     for (int i = 0; i < l.db.rowCount; ++i)
     {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(l.flags(1)[(size_t)i], i < 4 ? "true" : "false");
-        EXPECT_EQ(l.listing.paths[1][i], juce::String(folder + "/" + expected[(size_t)i]));
-        EXPECT_EQ(l.db.rows[i].id, i);
-        EXPECT_EQ(l.db.rows[i].level, 1);
-        EXPECT_EQ(l.db.rows[i].name, expected[(size_t)i]);
-        EXPECT_EQ(l.db.rows[i].path, folder + "/" + expected[(size_t)i]);
-        EXPECT_EQ(l.db.rows[i].isFolder, i < 4);
+        const auto name = expected[i].toStdString(), path = folder + "/" + name;
+        EXPECT_EQ(l.row(i, 1), std::to_string(i) + " 1 " + name + " " + path +
+                                   (i < 4 ? " 1 | true " : " 0 | false ") + path);
     }
 }
 
@@ -150,7 +136,7 @@ TEST(PresetListing, ListsAreNotLimitedButRowsLevelsAndMarksStayInBounds)
     l.list(small, 3);
     EXPECT_EQ(l.db.rowCount, 1);
     EXPECT_TRUE(l.db.rows[1].name.empty());
-    EXPECT_EQ(l.names(4), std::vector<std::string>{"a.fxb"});
+    EXPECT_EQ(l.listing.names[4], juce::StringArray("a.fxb"));
 
     // A level outside the lists changes nothing.
     l.list(folder, PresetListing::levelCount - 1);

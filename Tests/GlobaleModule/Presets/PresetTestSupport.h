@@ -11,16 +11,11 @@
 // File-system helpers of the preset tests; every path lies below the run's temporary home.
 namespace PresetTest
 {
-inline void makeFolder(const std::string& path)
-{
-    ::mkdir(path.c_str(), 0755);
-}
-
 inline std::string freshFolder()
 {
     static std::atomic<int> serial{0};
     const auto folder = TestEnvironment::home() + "/case" + std::to_string(serial++);
-    makeFolder(folder);
+    ::mkdir(folder.c_str(), 0755);
     return folder;
 }
 
