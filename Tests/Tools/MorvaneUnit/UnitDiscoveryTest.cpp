@@ -32,7 +32,7 @@ std::string collect(UdpPort& port, int ms)
 {
     std::multiset<std::string> lines;
     for (auto d = port.receive(ms); d && lines.size() < 16; d = port.receive(ms))
-        lines.insert(d->from + " " + nameIn(d->data) + (d->data.size() > 512 ? " (over 512 bytes)\n" : "\n"));
+        lines.insert(d.from + " " + nameIn(d.data) + (d.data.size() > 512 ? " (over 512 bytes)\n" : "\n"));
     return std::accumulate(lines.begin(), lines.end(), std::string());
 }
 

@@ -75,9 +75,10 @@ inline std::string serialIn(const std::string& dinfo)
     return cut(dinfo, "{SNR: ", 7, 10);
 }
 
-struct Datagram
+struct Datagram // empty when none came
 {
     std::string data, from;
+    explicit operator bool() const { return !data.empty(); }
 };
 
 class UdpPort
@@ -93,17 +94,16 @@ public:
             fd_ = (::close(fd_), -1);
     }
     ~UdpPort() { ::close(fd_); }
-    std::optional<Datagram> receive(int timeoutMs)
+    Datagram receive(int timeoutMs)
     {
         char buf[8192], text[INET_ADDRSTRLEN] = {};
         sockaddr_in from{};
         socklen_t len = sizeof from;
-        ssize_t n = -1;
-        if (!readable(fd_, timeoutMs) || (n = ::recvfrom(fd_, buf, sizeof buf, MSG_DONTWAIT,
-                                                         reinterpret_cast<sockaddr*>(&from), &len)) < 0)
-            return std::nullopt;
+        const ssize_t n = readable(fd_, timeoutMs) ? ::recvfrom(fd_, buf, sizeof buf, MSG_DONTWAIT,
+                                                                reinterpret_cast<sockaddr*>(&from), &len)
+                                                   : -1;
         ::inet_ntop(AF_INET, &from.sin_addr, text, sizeof text);
-        return Datagram{std::string(buf, static_cast<size_t>(n)), text};
+        return n > 0 ? Datagram{std::string(buf, static_cast<size_t>(n)), text} : Datagram{};
     }
     void drain()
     {
@@ -144,7 +144,7 @@ inline uint16_t testPort(int offset)
 
 // Unit index on 127.0.0.(10+index): HTTP on testPort(index), status to testPort(10+index), discovery on
 // testPort(19).
-inline sim::UnitConfig loopbackConfig(int index)
+inline sim::UnitConfig loopbackConfig(int index, int clientMemoryMs = 30000)
 {
     sim::UnitConfig c;
     c.address = "127.0.0." + std::to_string(10 + index);
@@ -152,13 +152,14 @@ inline sim::UnitConfig loopbackConfig(int index)
     c.statusPort = testPort(10 + index);
     c.discoveryPort = testPort(19);
     c.periodMs = 10;
+    c.clientMemoryMs = clientMemoryMs;
     c.serial = "MORVAN000" + std::to_string(index);
     c.logPath = "/tmp/morvane-unit-test-" + std::to_string(::getpid()) + "-" + std::to_string(index) + ".log";
     std::remove(c.logPath.c_str());
     return c;
 }
 
-template <int index> class UnitCase : public ::testing::Test
+template <int index, int clientMemoryMs = 30000> class UnitCase : public ::testing::Test
 {
 protected:
     void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }
@@ -169,7 +170,7 @@ protected:
     std::string text(const std::string& path, bool once = false) { return get(path, once).value_or(""); }
     bool logged(const std::string& line) { return fileHolds(cfg.logPath, line); }
 
-    sim::UnitConfig cfg = loopbackConfig(index);
+    sim::UnitConfig cfg = loopbackConfig(index, clientMemoryMs);
     sim::Unit unit{cfg};
 };
 } // namespace morvane::test
