@@ -9,10 +9,9 @@
 using namespace morvane;
 using namespace morvane::test;
 
-// Network namespaces need root; in CI (CI set) these cases must run.
+// Network namespaces need root; in CI (CI set) these cases run and fail without it.
 #define REQUIRE_STUDIO_NET()                                                                                 \
-    ASSERT_TRUE(StudioNet::usable() || !std::getenv("CI")) << "the studio network needs root and iproute2";  \
-    if (!StudioNet::usable())                                                                                \
+    if (!StudioNet::usable() && !std::getenv("CI"))                                                          \
     GTEST_SKIP() << "the studio network needs root"
 
 namespace
@@ -48,7 +47,7 @@ TEST(UnitDiscovery, SeveralUnitsInOneProcessEachAnswerOnceAndOnlyTheRequest)
     for (const sim::Unit& unit : units)
         EXPECT_EQ(
             serialIn(httpGet(unit.config().address, unit.config().httpPort, "/dinfo", true).value_or("")),
-            unit.serial());
+            unit.config().serial);
     finder.sendTo("127.0.0.17", port, request);
     EXPECT_EQ(collect(finder, 300), "127.0.0.17 MORVAN0007\n") << "only the unit asked answers";
     for (const char* other : {"Ciao Mac ist hie", "Ciao Mac ist hier!", "ciao mac ist hier"})
