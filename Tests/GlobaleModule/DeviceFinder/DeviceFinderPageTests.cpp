@@ -59,16 +59,11 @@ TEST_F(OfflineFinderPages, APageIsJudgedByProductLengthErrorAndStoredSerial)
     }
     EXPECT_EQ(computer.global.wrongSerialNames.get(2), "MORVAN Studio A")
         << "stored at the candidate's index - 1";
-    const auto log = computer.log();
+    const auto log = Studio::log();
     EXPECT_NE(log.find("101:::Error in CheckRightDevice, length is 199 returned = "), std::string::npos);
     EXPECT_NE(log.find("101:::Error in CheckRightDevice, find 404:::"), std::string::npos);
 
-    int closedPort = 0;
-    {
-        LocalListener gone(LocalListener::Mode::answer, "");
-        closedPort = gone.port();
-    }
-    answerOn(closedPort);
+    answerOn(std::make_unique<LocalListener>(LocalListener::Mode::answer)->port());
     EXPECT_EQ(finder.CheckRightDevice(1), -2) << "no connection";
 }
 
@@ -81,11 +76,11 @@ TEST_F(OfflineFinderPages, NameSerialAndPortAreCutFromThePages)
 
     LocalListener listener(LocalListener::Mode::answer, pageOf(dinfoHead + "\"port\": 7005, ", 300));
     answerOn(listener.port());
-    EXPECT_EQ(finder.GetSerialFromDevice(), "MORVAN0042");
-    EXPECT_EQ(finder.GetDevicePort(), 7005);
+    EXPECT_EQ(std::make_pair(finder.GetSerialFromDevice(), finder.GetDevicePort()),
+              std::make_pair(std::string("MORVAN0042"), 7005));
 
     // A closing instance gets "Exit" instead of a name.
     computer.global.quitRequested = true;
     EXPECT_EQ(finder.GetDName(dinfoHead), "Exit");
-    EXPECT_NE(computer.log().find("0:::DeviceFinderForceQuit2:::DeviceFinder.cpp:::"), std::string::npos);
+    EXPECT_NE(Studio::log().find("0:::DeviceFinderForceQuit2:::DeviceFinder.cpp:::"), std::string::npos);
 }

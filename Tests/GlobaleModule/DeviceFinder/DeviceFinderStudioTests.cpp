@@ -6,41 +6,39 @@
 #include <chrono>
 #include <optional>
 #include <thread>
+#include <tuple>
 
 namespace
 {
 using Alert = std::atomic<bool> GlobalData::*;
-const Alert alerts[] = {&GlobalData::alertOneOther, &GlobalData::alertManyOthers,
-                        &GlobalData::alertMoreThenOne, &GlobalData::alertAllOccupied};
-const std::string movedFrom = "10.77.0.50"; // where a unit stood before
 
-void runSearch(Computer& computer)
+std::vector<Alert> raised(const GlobalData& global)
 {
-    runDeviceSearch(&computer.settings, &computer.tcp, &computer.broadcast, &computer.global);
+    std::vector<Alert> up;
+    for (const Alert alert : {&GlobalData::alertOneOther, &GlobalData::alertManyOthers,
+                              &GlobalData::alertMoreThenOne, &GlobalData::alertAllOccupied})
+        if (global.*alert)
+            up.push_back(alert);
+    return up;
 }
 
-// 0: nothing stored, -1: movedFrom, k: unit k's address.
-void storeAddress(Computer& computer, int unit)
+// 0: nothing stored, -1: where a unit stood before, k: unit k's address.
+void storeAddress(int unit)
 {
     if (unit != 0)
-        computer.storeAddress(unit < 0 ? movedFrom : Studio::address(unit));
+        Studio::storeIp(1, unit < 0 ? "10.77.0.50" : Studio::address(unit));
 }
 
-void expectConnectedTo(const Computer& computer, int k)
+// Runs a whole search on a thread of its own, as the finder thread does, until quit is raised.
+void search(Computer& computer, int quitAfterMs = -1)
 {
-    const auto& global = computer.global;
-    EXPECT_TRUE(global.connected);
-    for (const auto alert : alerts)
-        EXPECT_FALSE(global.*alert);
-    EXPECT_TRUE(global.checkMac);
-    EXPECT_FALSE(global.deviceFinderBusy);
-    EXPECT_TRUE(global.deviceCheckIdle);
-    EXPECT_EQ(global.deviceIp.get(), Studio::address(k));
-    EXPECT_EQ(computer.tcp.getIp(), Studio::address(k));
-    EXPECT_EQ(global.deviceSerial.get(), Studio::serial(k));
-    EXPECT_EQ(global.devicePort, 7000 + k);
-    EXPECT_EQ(computer.file("IP.txt"), Studio::address(k));
-    EXPECT_EQ(computer.file("GuiSettings.txt"), defaultGuiSettings(Studio::serial(k)));
+    computer.global.deviceFinderRunning = 1;
+    std::thread running(
+        [&] { runDeviceSearch(&computer.settings, &computer.tcp, &computer.broadcast, &computer.global); });
+    if (quitAfterMs >= 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(quitAfterMs));
+    computer.global.quitRequested = quitAfterMs >= 0;
+    running.join();
 }
 
 struct Search
@@ -77,82 +75,62 @@ const Search searches[] = {
 };
 // clang-format on
 
-class DeviceFinderStudio : public StudioCase
+void checkConnected(const Computer& computer, int k)
 {
-protected:
-    void startUnitsFor(const Search& c)
-    {
-        units.clear();
-        for (int k = 1; k <= c.units; ++k)
-        {
-            units.push_back(Studio::startUnit(k, k == 1 && c.firstSerial ? c.firstSerial : ""));
-            ASSERT_NE(units.back(), nullptr);
-            if (c.fault)
-                unit(k).setFault(*c.fault, true);
-        }
-    }
+    const auto& g = computer.global;
+    EXPECT_EQ(std::make_tuple(g.connected.load(), raised(g).empty(), g.checkMac.load(),
+                              g.deviceFinderBusy.load(), g.deviceCheckIdle.load(), g.devicePort.load()),
+              std::make_tuple(true, true, true, false, true, 7000 + k));
+    const auto address = Studio::address(k), serial = Studio::serial(k);
+    EXPECT_EQ((std::vector<std::string>{g.deviceIp.get(), computer.tcp.getIp(), Studio::file(1, "IP.txt"),
+                                        g.deviceSerial.get(), Studio::file(1, "GuiSettings.txt")}),
+              (std::vector<std::string>{address, address, address, serial, defaultGuiSettings(serial)}));
+}
 
-    // The searches that end connected, or the others.
-    void run(bool connecting)
-    {
-        for (const auto& c : searches)
-            if ((c.connectedTo != 0) == connecting)
-            {
-                SCOPED_TRACE(c.name);
-                TestEnvironment::newHome();
-                Computer computer;
-                startUnitsFor(c);
-                check(c, computer);
-            }
-    }
-
-    void check(const Search& c, Computer& computer);
-};
-} // namespace
-
-void DeviceFinderStudio::check(const Search& c, Computer& computer)
+void checkQuestion(const Search& c, const Computer& computer)
 {
-    storeAddress(computer, c.storedAddress);
-    const std::string storedSerial = c.storedSerial != 0 ? Studio::serial(c.storedSerial) : "";
-    computer.global.deviceSerial = storedSerial;
-    computer.global.deviceFinderRunning = 1;
-    std::thread running([&] { runSearch(computer); });
-    running.join();
-
     const auto& global = computer.global;
     const auto& broadcast = computer.broadcast;
-    EXPECT_EQ(global.deviceFinderRunning, 0);
+    EXPECT_FALSE(global.connected);
+    EXPECT_EQ(raised(global), c.alert ? std::vector<Alert>{c.alert} : std::vector<Alert>{});
+    EXPECT_EQ(global.deviceFinderBusy, c.alert != nullptr) << "only the user's answer ends a question";
+    EXPECT_EQ(global.deviceSerial.get(), c.storedSerial != 0 ? Studio::serial(c.storedSerial) : "")
+        << "only the answer may change the serial";
+    if (c.alert == nullptr)
+        return;
+    ASSERT_EQ(global.alertIpCount, broadcast.count);
+    for (int i = 1; i <= broadcast.count; ++i)
+    {
+        EXPECT_EQ(global.alertIps.get(i), broadcast.ips.get(i));
+        // Units of ours with other serials are named.
+        if (c.alert != &GlobalData::alertMoreThenOne)
+        {
+            EXPECT_EQ(global.wrongSerialNames.get(i - 1), broadcast.names.get(i));
+        }
+        if (c.alert == &GlobalData::alertManyOthers)
+        {
+            EXPECT_EQ(global.knownNames.get(i), broadcast.names.get(i));
+        }
+    }
+}
+
+void check(const Search& c, Computer& computer, morvane::sim::Unit& first)
+{
+    storeAddress(c.storedAddress);
+    computer.global.deviceSerial = c.storedSerial != 0 ? Studio::serial(c.storedSerial) : "";
+    search(computer);
+
+    const auto& broadcast = computer.broadcast;
+    EXPECT_EQ(computer.global.deviceFinderRunning, 0);
     const int ours = c.units - (c.firstSerial ? 1 : 0);
     EXPECT_EQ(broadcast.count, c.storedAddress > 0 && c.connectedTo == c.storedAddress ? 0 : ours);
     if (c.connectedTo != 0)
-        expectConnectedTo(computer, c.connectedTo > 0                            ? c.connectedTo
-                                    : broadcast.ips.get(1) == Studio::address(1) ? 1
-                                                                                 : 2);
+        checkConnected(computer, c.connectedTo > 0                            ? c.connectedTo
+                                 : broadcast.ips.get(1) == Studio::address(1) ? 1
+                                                                              : 2);
     else
-    {
-        EXPECT_FALSE(global.connected);
-        for (const auto alert : alerts)
-            EXPECT_EQ(global.*alert, alert == c.alert);
-        EXPECT_EQ(global.deviceFinderBusy, c.alert != nullptr) << "only the user's answer ends a question";
-        EXPECT_EQ(global.deviceSerial.get(), storedSerial) << "only the answer may change the serial";
-    }
-    if (c.alert != nullptr)
-    {
-        ASSERT_EQ(global.alertIpCount, broadcast.count);
-        for (int i = 1; i <= broadcast.count; ++i)
-        {
-            EXPECT_EQ(global.alertIps.get(i), broadcast.ips.get(i));
-            if (c.alert != &GlobalData::alertMoreThenOne) // units of ours with other serials
-            {
-                EXPECT_EQ(global.wrongSerialNames.get(i - 1), broadcast.names.get(i));
-            }
-            if (c.alert == &GlobalData::alertManyOthers)
-            {
-                EXPECT_EQ(global.knownNames.get(i), broadcast.names.get(i));
-            }
-        }
-    }
-    const auto log = computer.log();
+        checkQuestion(c, computer);
+    const auto log = Studio::log();
     for (const auto& [line, count] : c.lines)
         EXPECT_EQ(countLines(log, line), count) << line << "\n" << log;
     if (c.storedAddress < 0)
@@ -167,9 +145,35 @@ void DeviceFinderStudio::check(const Search& c, Computer& computer)
     }
     if (c.firstSerial)
     {
-        EXPECT_EQ(unit(1).discoveryReplies(), 1u) << "it did answer";
+        EXPECT_EQ(first.discoveryReplies(), 1u) << "it did answer";
     }
 }
+
+class DeviceFinderStudio : public StudioCase
+{
+protected:
+    // The searches that end connected, or the others.
+    void run(bool connecting)
+    {
+        for (const auto& c : searches)
+            if ((c.connectedTo != 0) == connecting)
+            {
+                SCOPED_TRACE(c.name);
+                TestEnvironment::newHome();
+                Computer computer;
+                units.clear();
+                for (int k = 1; k <= c.units; ++k)
+                {
+                    units.push_back(Studio::startUnit(k, k == 1 && c.firstSerial ? c.firstSerial : ""));
+                    ASSERT_NE(units.back(), nullptr);
+                    if (c.fault)
+                        unit(k).setFault(*c.fault, true);
+                }
+                check(c, computer, unit(1));
+            }
+    }
+};
+} // namespace
 
 TEST_F(DeviceFinderStudio, SearchesThatEndConnected)
 {
@@ -183,33 +187,24 @@ TEST_F(DeviceFinderStudio, SearchesThatEndWithoutAUnitOrWithTheRightQuestion)
 
 TEST_F(DeviceFinderStudio, QuittingEndsTheSearchPromptly)
 {
-    struct Case
-    {
-        int storedAddress, quitAfterMs, boundMs;
-    };
     // Inside the first one-second wait of the broadcast; during the connection tests, where
     // one test of at most a second may be under way.
-    for (const Case c : {Case{0, 400, 500}, Case{-1, 500, 1300}})
+    for (const auto& [storedAddress, quitAfterMs, boundMs] :
+         {std::make_tuple(0, 400, 500), std::make_tuple(-1, 500, 1300)})
     {
-        SCOPED_TRACE(c.storedAddress);
+        SCOPED_TRACE(storedAddress);
         TestEnvironment::newHome();
         Computer computer;
         units.clear();
         startUnits(1);
-        storeAddress(computer, c.storedAddress);
-        computer.global.deviceFinderRunning = 1;
-        std::thread running([&] { runSearch(computer); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(c.quitAfterMs));
-        const auto quitAt = std::chrono::steady_clock::now();
-        computer.global.quitRequested = true;
-        running.join();
-        EXPECT_LT(std::chrono::steady_clock::now() - quitAt, std::chrono::milliseconds(c.boundMs));
-        EXPECT_FALSE(computer.global.connected);
-        EXPECT_EQ(computer.global.deviceFinderRunning, 0);
-        EXPECT_FALSE(computer.global.broadcastRunning);
-        if (c.storedAddress < 0)
-        {
-            EXPECT_EQ(computer.log().find("Start Broadcast"), std::string::npos);
-        }
+        storeAddress(storedAddress);
+        const auto start = std::chrono::steady_clock::now();
+        search(computer, quitAfterMs);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(quitAfterMs + boundMs));
+        EXPECT_EQ(std::make_tuple(computer.global.connected.load(),
+                                  computer.global.deviceFinderRunning.load(),
+                                  computer.global.broadcastRunning.load()),
+                  std::make_tuple(false, 0, false));
+        EXPECT_EQ(Studio::log().find("Start Broadcast") == std::string::npos, storedAddress < 0);
     }
 }

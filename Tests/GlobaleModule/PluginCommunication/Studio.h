@@ -13,40 +13,23 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <sstream>
-#include <string>
-#include <vector>
-
 namespace Studio
 {
-constexpr int unitCount = 4;
-
 // The network, or nullptr when it could not be made (no root).
 morvane::test::StudioNet* net();
 
 // Unit k (1-based) in its own namespace: HTTP on 80, status on 7000 + k, so that instances in
-// this one process never share a status port. An empty serial is serial(k); an empty name is
-// the serial. nullptr when it failed.
+// this one process never share a status port. An empty serial is serial(k). nullptr on failure.
 std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialText = {});
 std::string address(int k);
 std::string serial(int k);
 
-// The names of this process's threads, one a line.
-std::string threadNames();
+// Instance folder n of the home, a file in it, an address stored there, and a product's log.
+std::string folder(int n);
+std::string file(int n, const std::string& name);
+void storeIp(int n, const std::string& address);
+std::string log(const std::string& product = "Morvane");
 } // namespace Studio
-
-// The studio network needs root; on CI it must be there.
-#define REQUIRE_STUDIO()                                                                                     \
-    do                                                                                                       \
-    {                                                                                                        \
-        if (Studio::net() == nullptr)                                                                        \
-        {                                                                                                    \
-            if (TestEnvironment::onCi())                                                                     \
-                FAIL() << "the studio network needs root and iproute2";                                      \
-            GTEST_SKIP() << "the studio network needs root";                                                 \
-        }                                                                                                    \
-    } while (false)
 
 // "GuiSettings.txt" as a first start writes it.
 inline std::string defaultGuiSettings(const std::string& serial)
@@ -69,26 +52,6 @@ struct Computer
 {
     Computer() { global.isMaster = true; }
 
-    std::string productFolder() const
-    {
-        return TestEnvironment::home() + "/.config/Velmora Audio Works/" + settings.productFolder;
-    }
-    std::string instanceFolder(int number = 1) const
-    {
-        return productFolder() + "/" + std::to_string(number);
-    }
-    std::string log() const { return TestEnvironment::readFile(productFolder() + "/Log.txt"); }
-    std::string file(const std::string& name) const
-    {
-        return TestEnvironment::readFile(instanceFolder() + "/" + name);
-    }
-    void storeAddress(const std::string& address)
-    {
-        std::stringstream content;
-        content << address;
-        store.SafeFiles("IP", content);
-    }
-
     Settings settings;
     GlobalData global{&settings};
     SafeAndLoad store{&settings, &global};
@@ -96,11 +59,18 @@ struct Computer
     Broadcast broadcast{&global, settings.deviceCode};
 };
 
-// A case with a home of its own and the units it starts.
+// A case with a home of its own and the units it starts; the studio network needs root, and on
+// CI it must be there.
 class StudioCase : public ::testing::Test
 {
 protected:
-    void SetUp() override { REQUIRE_STUDIO(); }
+    void SetUp() override
+    {
+        if (Studio::net() == nullptr && TestEnvironment::onCi())
+            FAIL() << "the studio network needs root and iproute2";
+        if (Studio::net() == nullptr)
+            GTEST_SKIP() << "the studio network needs root";
+    }
 
     void startUnits(int count)
     {

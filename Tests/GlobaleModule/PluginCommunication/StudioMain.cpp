@@ -1,9 +1,7 @@
-// Test programs of the studio network start here. The network is built first; then the main
-// thread enters the computer's namespace, before the framework or anything else makes a
-// thread, so that every socket and thread of the plug-in lives there.
+// Test programs of the studio network start here: the main thread enters the computer's
+// namespace before the framework or anything else makes a thread, so every socket lives there.
+#include "SettingsPaths.h"
 #include "Studio.h"
-
-#include <dirent.h>
 
 #include <cstdio>
 #include <optional>
@@ -25,8 +23,7 @@ int countLines(const std::string& log, const std::string& line)
 {
     int found = 0;
     for (auto at = log.find(line); at != std::string::npos; at = log.find(line, at + 1))
-        if (at == 0 || log[at - 1] == '\n')
-            ++found;
+        found += at == 0 || log[at - 1] == '\n';
     return found;
 }
 
@@ -47,6 +44,27 @@ std::string serial(int k)
     return "MORVAN00" + std::to_string(10 + k);
 }
 
+std::string folder(int n)
+{
+    return SettingsPaths::applicationFolder() + "/Morvane/" + std::to_string(n);
+}
+
+std::string file(int n, const std::string& name)
+{
+    return TestEnvironment::readFile(folder(n) + "/" + name);
+}
+
+void storeIp(int n, const std::string& address)
+{
+    TestEnvironment::writeFile(SettingsPaths::makeFolders("Morvane/" + std::to_string(n)) + "/IP.txt",
+                               address);
+}
+
+std::string log(const std::string& product)
+{
+    return TestEnvironment::readFile(SettingsPaths::applicationFolder() + "/" + product + "/Log.txt");
+}
+
 std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialText)
 {
     if (!network || k < 1 || k > network->units())
@@ -61,18 +79,6 @@ std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialTe
     network->runIn(network->unitNamespace(k), [&] { started = unit->start(); });
     return started ? std::move(unit) : nullptr;
 }
-
-std::string threadNames()
-{
-    std::string names;
-    DIR* tasks = ::opendir("/proc/self/task");
-    while (const dirent* entry = tasks != nullptr ? ::readdir(tasks) : nullptr)
-        if (entry->d_name[0] != '.')
-            names += TestEnvironment::readFile("/proc/self/task/" + std::string(entry->d_name) + "/comm");
-    if (tasks != nullptr)
-        ::closedir(tasks);
-    return names;
-}
 } // namespace Studio
 
 int main(int argc, char** argv)
@@ -83,7 +89,7 @@ int main(int argc, char** argv)
         {
             if (!needsNetwork() || !morvane::test::StudioNet::usable())
                 return;
-            network = std::make_unique<morvane::test::StudioNet>(Studio::unitCount);
+            network = std::make_unique<morvane::test::StudioNet>(4);
             if (network->ok())
                 onComputer.emplace(network->hostNamespace());
             if (!network->ok() || !onComputer->ok())
