@@ -1,5 +1,4 @@
-// Each HTTP fault and vanishing (discovery: see the studio network) do what they say, and stop() stays
-// bounded under them.
+// HTTP faults and vanishing (discovery's part: in the studio network); stop() stays bounded under them.
 #include "UnitTestSupport.h"
 
 using namespace morvane;

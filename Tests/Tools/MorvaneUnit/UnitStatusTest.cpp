@@ -29,8 +29,7 @@ protected:
     UdpPort receiver{"0.0.0.0", cfg.statusPort};
 };
 
-// Each control its own range, the unused rows 4, 9 and 13 with maximum equal to minimum, High Gain
-// (row 22) not reported.
+// Own range per control, unused rows 4, 9, 13 with max == min, High Gain (row 22) not reported.
 TEST_F(UnitStatus, SeparatorsAreExactAndRowsRealistic)
 {
     for (const char* c : {"set 2 777", "turn 17 333", "comp -1500 -20000.5", "clip 3", "highgain on"})
