@@ -145,7 +145,6 @@ TEST_F(CallHomeTest, OfferedUpdateRaisesTheQuestionOnTheMessageThread)
     EXPECT_EQ(questions, std::vector<std::string>{"/downloads/Morvane_2_3_11.pkg"});
     EXPECT_TRUE(questionOnMessageThread);
     EXPECT_EQ(CallHome::downloadlink.get(), "/downloads/Morvane_2_3_11.pkg");
-
     const auto text = readFile(SettingsPaths::applicationFolder() + "/Morvane/Log.txt");
     for (const char* line : {"0:::Delete Choose Device and v3:::", "0:::Delete Choose Device and v3 done:::"})
         EXPECT_NE(text.find(line), std::string::npos) << line;
@@ -208,7 +207,6 @@ TEST(CallHomeQuestion, OnlyTheLeftButtonOpensTheDownloadAndNoDisplayBreaksNothin
     EXPECT_EQ(CallHome::downloadlink.get(), "/downloads/Morvane_2_3_11.pkg");
     juce::ModalComponentManager::getInstance()->cancelAllModalComponents();
     TestEnvironment::pump(50);
-
     std::vector<std::string> opened;
     CallHome::setOpenHook([&opened](const std::string& address) { opened.push_back(address); });
     CallHome::ManuelUpdate_AlertWindowResultWorker worker;

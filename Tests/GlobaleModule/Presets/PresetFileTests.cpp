@@ -54,7 +54,6 @@ TEST(PresetReader, OnlyPlainMarkupReachesTheReader)
     };
     for (const auto& text : loops)
         EXPECT_EQ(KnobDocument::parse(text.data(), text.size()), nullptr) << text;
-
     const std::string plain =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<Root>\r\n  "
         "<Knob0>0.5</Knob0><!-- a note -->\r\n  <Knob1/>\r\n  <Knob2>&amp;&#49;</Knob2>\r\n</Root>\r\n";

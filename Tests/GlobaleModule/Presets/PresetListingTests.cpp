@@ -22,7 +22,6 @@ struct Listing
     Settings settings;
     PresetListing listing{&settings};
     PresetDatabase& db = *listing.database;
-
     void list(const std::string& folder, int level) { listing.getFoldersAndFiles(folder, level); }
     // Row i of the store and what the lists of `level` hold there: "id level name path isFolder | flag path".
     std::string row(int i, int level) const
@@ -68,7 +67,6 @@ TEST(PresetListing, TheRootIsListedFirstAndAnEmptyOrUnopenableFolderGivesOnePlac
     EXPECT_EQ(l.listing.folderNames[0], "presets");
     EXPECT_TRUE(l.listing.names[0].contains("Start.fxb"));
     EXPECT_EQ(l.db.currentFolder, root);
-
     const auto empty = freshFolder() + "/Empty Folder";
     ::mkdir(empty.c_str(), 0755);
     for (const auto& path : {empty, empty + "/gone"})
@@ -99,13 +97,11 @@ TEST(PresetListing, FoldersComeFirstThenNamesHoldingFxbEachInDirectoryOrder)
         writeFile(folder + "/" + name, "x");
     // A symbolic link to a folder is no folder row.
     ASSERT_EQ(::symlink((folder + "/b-folder").c_str(), (folder + "/link-folder").c_str()), 0);
-
     juce::StringArray expected;
     for (const auto* group : {&folders, &files})
         for (const auto& name : PresetTest::directoryOrder(folder))
             if (group->count(name) != 0)
                 expected.add(name);
-
     Listing l;
     l.list(folder, 0);
     EXPECT_EQ(l.listing.names[1], expected);
@@ -143,7 +139,6 @@ TEST(PresetListing, ListsAreNotLimitedButRowsLevelsAndMarksStayInBounds)
     l.list(folder, -2);
     EXPECT_EQ(l.db.rowCount, 1);
     EXPECT_EQ(l.db.currentFolder, small);
-
     ASSERT_NE(l.db.editMark(98, 98), nullptr);
     *l.db.editMark(98, 98) = 1;
     EXPECT_EQ(l.db.editMarks[98 * 99 + 98], 1);

@@ -33,7 +33,6 @@ TEST(PresetsOnAUnit, ALoadedPresetReachesTheUnitInOneRequest)
     rig.clearRequests();
     // The unit's own values may be mostly zero; that rule is tested elsewhere.
     rig.global->zeroPreset = false;
-
     std::vector<float> values;
     for (int i = 0; i < 20; ++i)
         values.push_back((float)rig.processor->getKnob(i)->getValue());
@@ -58,7 +57,6 @@ TEST(PresetsOnAUnit, ALoadedPresetReachesTheUnitInOneRequest)
     ASSERT_EQ(requests.size(), 1u) << requests[0] << requests.back();
     EXPECT_EQ(requestedRows(requests[0]).count(3), 1u) << requests[0];
     EXPECT_EQ(requestedRows(requests[0]).count(8), 1u) << requests[0];
-
     auto onUnit = [&rig](int row, float knob)
     {
         const auto r = rig.unit->row(row);

@@ -117,7 +117,6 @@ TEST_F(ProcessorPresets, APresetSavedWithoutAUnitLoadsIntoAFreshProcessorWithThe
     save(PresetFile::savePathFor(folder, "Presetname"));
     EXPECT_TRUE(global().presetSaved.load());
     EXPECT_EQ(readFile(folder + "/Presetname.fxb"), presetText(written));
-
     processor = std::make_unique<MorvaneProcessor>();
     EXPECT_NE(knobTexts(), written);
     load(folder + "/Presetname.fxb");
@@ -189,11 +188,9 @@ TEST_F(ProcessorPresets, ARestoredSessionIsNotPushedWholeAfterAnIncompletePreset
     restoreSession();
     loadText("x<Root><Knob0>0.6</Knob0><Knob1>0.7</Knob1></Root>");
     EXPECT_TRUE(processor->isRestorePending()) << "a complete preset leaves the pending push alone";
-
     loadText("x<Root><Knob0>0.4</Knob0><Knob1></Knob1><Knob2>abc</Knob2></Root>");
     EXPECT_FALSE(processor->isRestorePending());
     EXPECT_EQ(knobTexts(3), (std::vector<std::string>{"0.4", "0.7", "0"}));
-
     restoreSession();
     loadText("x<Root><Knob0>13</Knob0><Knob2>12</Knob2><Knob3>0.5</Knob3></Root>");
     EXPECT_FALSE(processor->isRestorePending());
@@ -208,7 +205,6 @@ TEST_F(ProcessorPresets, FilesWithoutAPresetChangeNothing)
         changed = false;
     global().anyHostChange = false;
     const auto before = observe();
-
     std::string noise(3000, '<'), deep = "x<Root>";
     unsigned seed = 12345;
     for (size_t i = 0; i < noise.size(); i += 2)
@@ -248,14 +244,12 @@ TEST_F(ProcessorPresets, AnExistingFileIsReplacedOnlyOnOkWithTheKnobsOfThatMomen
             questions.push_back((title + "|" + message).toStdString());
             pending = std::move(answer);
         });
-
     save(folder + "//missing/x.fxb");
     juce::File(folder + "/dir.fxb").createDirectory();
     save(folder + "//dir.fxb");
     EXPECT_TRUE(questions.empty()) << "no question for a missing folder or a folder path";
     EXPECT_TRUE(global().presetSaved.exchange(false));
     EXPECT_EQ(PresetTest::directoryOrder(folder), std::vector<std::string>{"dir.fxb"});
-
     const auto path = folder + "/Existing.fxb";
     const std::string old = presetText({"0.1", "0.2"});
     TestEnvironment::writeFile(path, old);
@@ -267,7 +261,6 @@ TEST_F(ProcessorPresets, AnExistingFileIsReplacedOnlyOnOkWithTheKnobsOfThatMomen
     EXPECT_EQ(readFile(path), old) << "nothing is written before the answer";
     pending(0);
     EXPECT_EQ(readFile(path), old);
-
     save(path);
     setKnobs(0.75);
     processor->timerCallback();

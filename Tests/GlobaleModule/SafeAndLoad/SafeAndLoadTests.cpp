@@ -25,7 +25,6 @@ struct Instance
     Settings settings;
     GlobalData global{&settings};
     SafeAndLoad store{&settings, &global};
-
     explicit Instance(int slaveIndex = 0)
     {
         global.isMaster = slaveIndex == 0;
@@ -63,7 +62,6 @@ TEST_F(InstanceFiles, NothingIsWrittenUntilAskedThenFilesAreWrittenWholeAndReadA
     EXPECT_EQ(juce::File(folder()).getNumberOfChildFiles(juce::File::findFilesAndDirectories), 0)
         << "no file";
     EXPECT_FALSE(global.knobResolutionChanged);
-
     master.storeIp("192.168.100.200");
     master.storeIp("10.0.0.7");
     EXPECT_EQ(readFile(folder() + "/IP.txt"), "10.0.0.7") << "no key, no line end, nothing left behind";
@@ -86,13 +84,11 @@ TEST_F(InstanceFiles, NothingIsWrittenUntilAskedThenFilesAreWrittenWholeAndReadA
     EXPECT_EQ(global.deviceIp.get() + global.savedIp.get() + global.ipDigits.get(0),
               "10.20.1.7\n10.20.1.7\n1 0 ")
         << "the line end stays";
-
     ::unlink((folder() + "/IP.txt").c_str());
     ::mkdir((folder() + "/IP.txt").c_str(), 0755);
     global.deviceIp = "kept";
     EXPECT_FALSE(master.store.LoadFiles()) << "a folder in the file's place";
     EXPECT_EQ(global.deviceIp.get(), "kept");
-
     global.deviceSerial = "MORVAN0042";
     writeFile(guiFile(), "");
     master.store.ReadGuiSettings();
@@ -111,11 +107,9 @@ TEST_F(InstanceFiles, TwoInstancesKeepTheirOwnFolders)
     slave.storeIp("10.0.0.2");
     slave.global.deviceSerial = "MORVAN0002";
     slave.global.safeGuiSettings();
-
     EXPECT_EQ(readFile(folder(1) + "/IP.txt") + readFile(folder(2) + "/IP.txt"), "10.0.0.110.0.0.2");
     EXPECT_FALSE(juce::File(folder(1) + "/GuiSettings.txt").exists());
     EXPECT_NE(readFile(folder(2) + "/GuiSettings.txt").find("Serial = MORVAN0002;\n"), std::string::npos);
-
     ASSERT_TRUE(slave.store.LoadFiles());
     ASSERT_TRUE(master.store.LoadFiles());
     EXPECT_EQ(global.deviceIp.get() + " " + slave.global.deviceIp.get(), "10.0.0.1 10.0.0.2");

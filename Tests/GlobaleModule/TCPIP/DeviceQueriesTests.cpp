@@ -33,7 +33,6 @@ TEST(DinfoPage, SerialNameAndMacAreCutByLengthNeverPastTheEnd)
               "MV12345678MORVANE-0102:00:00:aa:bb:cc");
     // A short serial comes back with its quote and what follows: the cut is by length.
     EXPECT_EQ(DeviceQueries::serialOfDinfo(dinfoOfLength(260, "AB12")), "AB12\", dna");
-
     for (const std::string reply : {"{SNR: ", "{SNR: \"AB", "dname:", "mac:", "", "{", "mac: \"0"})
     {
         EXPECT_LE(DeviceQueries::serialOfDinfo(reply).size() + DeviceQueries::nameOfDinfo(reply).size() +
@@ -77,7 +76,6 @@ TEST(BalancePage, ValueIsTakenFiveBytesBehindThePattern)
     float value = 3.0f;
     EXPECT_TRUE(DeviceQueries::balanceOfReply(header + "{\"balance\": \"-1.25\"}", value));
     EXPECT_FLOAT_EQ(value, -1.25f);
-
     value = 3.0f;
     EXPECT_FALSE(DeviceQueries::balanceOfReply(header + "{\"balance\": \"abc\"}", value));
     EXPECT_FALSE(DeviceQueries::balanceOfReply(header + "{\"other\": 1}", value));

@@ -32,12 +32,10 @@ TEST(Transport, SendsExactlyTheRequestBytesAndFailuresGiveTheirCodesKeepingTheOl
     EXPECT_EQ(t.tcp.getReply(), "HTTP/1.1 200 OK\r\n\r\nhello");
     const auto response = t.tcp.Fetch("/info", false);
     EXPECT_EQ(std::to_string(response.code) + response.text, "1HTTP/1.1 200 OK\r\n\r\nhello");
-
     t.tcp.setPort(LocalListener(LocalListener::Mode::closeAtOnce).port()); // nobody listens there any more
     EXPECT_EQ(t.tcp.GetSite("/dinfo", true), -6);
     EXPECT_EQ(t.tcp.CheckSocketConnection(), -1);
     EXPECT_EQ(t.tcp.getReply(), "HTTP/1.1 200 OK\r\n\r\nhello");
-
     LocalListener closing(LocalListener::Mode::closeAtOnce);
     t.tcp.setPort(closing.port());
     EXPECT_EQ(t.tcp.GetSite("/dinfo", true), -8);
@@ -61,7 +59,6 @@ TEST(Transport, ASilentPeerIsBoundedInTimeAndLetsAClosingInstanceGo)
         });
     EXPECT_EQ(std::make_pair(single, whole), std::make_pair(-8, -8));
     EXPECT_LT(seconds, 2.0 * (TCPIP::responseTimeoutMs / 1000.0) + 2.0);
-
     std::thread quitter(
         [&]
         {
@@ -80,7 +77,6 @@ TEST(Transport, SetIpStoresTheAddressUnlessQuitting)
     EXPECT_EQ(t.global.takenIps.get(1), "10.1.2.3");
     const auto file = TestEnvironment::home() + "/.config/Velmora Audio Works/Morvane/1/IP.txt";
     EXPECT_EQ(TestEnvironment::readFile(file), "10.1.2.3");
-
     t.global.quitRequested = true;
     t.tcp.SetIP("10.9.9.9");
     EXPECT_EQ(t.tcp.getIp(), "10.1.2.3");

@@ -13,7 +13,6 @@ struct Transport
     GlobalData global{&settings};
     SafeAndLoad store{&settings, &global};
     TCPIP tcp{&store, &global, &settings};
-
     explicit Transport(int port, const std::string& address = "127.0.0.1")
     {
         global.isMaster = true;
