@@ -149,40 +149,26 @@ void check(const Search& c, Computer& computer, morvane::sim::Unit& first)
     }
 }
 
-class DeviceFinderStudio : public StudioCase
-{
-protected:
-    // The searches that end connected, or the others.
-    void run(bool connecting)
-    {
-        for (const auto& c : searches)
-            if ((c.connectedTo != 0) == connecting)
-            {
-                SCOPED_TRACE(c.name);
-                TestEnvironment::newHome();
-                Computer computer;
-                units.clear();
-                for (int k = 1; k <= c.units; ++k)
-                {
-                    units.push_back(Studio::startUnit(k, k == 1 && c.firstSerial ? c.firstSerial : ""));
-                    ASSERT_NE(units.back(), nullptr);
-                    if (c.fault)
-                        unit(k).setFault(*c.fault, true);
-                }
-                check(c, computer, unit(1));
-            }
-    }
-};
+using DeviceFinderStudio = StudioCase;
 } // namespace
 
-TEST_F(DeviceFinderStudio, SearchesThatEndConnected)
+TEST_F(DeviceFinderStudio, EverySearchEndsConnectedOrWithTheRightQuestion)
 {
-    run(true);
-}
-
-TEST_F(DeviceFinderStudio, SearchesThatEndWithoutAUnitOrWithTheRightQuestion)
-{
-    run(false);
+    for (const auto& c : searches)
+    {
+        SCOPED_TRACE(c.name);
+        TestEnvironment::newHome();
+        Computer computer;
+        units.clear();
+        for (int k = 1; k <= c.units; ++k)
+        {
+            units.push_back(Studio::startUnit(k, k == 1 && c.firstSerial ? c.firstSerial : ""));
+            ASSERT_NE(units.back(), nullptr);
+            if (c.fault)
+                unit(k).setFault(*c.fault, true);
+        }
+        check(c, computer, unit(1));
+    }
 }
 
 TEST_F(DeviceFinderStudio, QuittingEndsTheSearchPromptly)

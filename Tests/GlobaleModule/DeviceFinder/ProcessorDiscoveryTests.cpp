@@ -63,11 +63,8 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
 TEST_F(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
 {
     startUnits(1);
-    {
-        Computer computer;
-        computer.global.deviceSerial = Studio::serial(2);
-        computer.global.safeGuiSettings();
-    }
+    TestEnvironment::writeFile(SettingsPaths::makeFolders("Morvane/1") + "/GuiSettings.txt",
+                               defaultGuiSettings(Studio::serial(2)));
     auto processor = std::make_unique<MorvaneProcessor>();
     auto* global = processor->getGlobalData();
     EXPECT_EQ(global->deviceSerial.get(), Studio::serial(2));

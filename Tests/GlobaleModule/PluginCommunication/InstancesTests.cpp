@@ -21,11 +21,6 @@ std::string threadNames()
     return names;
 }
 
-long lines(const std::string& text)
-{
-    return std::count(text.begin(), text.end(), '\n');
-}
-
 class Instances : public StudioCase
 {
 protected:
@@ -49,6 +44,10 @@ protected:
         EXPECT_EQ(instanceMailbox().pluginCount, 0);
         if (Studio::net() == nullptr)
             return;
+        const auto lines = [](const std::string& text)
+        {
+            return std::count(text.begin(), text.end(), '\n');
+        };
         EXPECT_TRUE(
             TestEnvironment::pumpUntil([&] { return lines(threadNames()) <= lines(namesBefore); }, 3000))
             << "threads left behind:\nbefore:\n"
@@ -109,20 +108,6 @@ protected:
     {
         return TestEnvironment::pumpUntil([&] { return drives(p, unit) && p->isRunning(); }, 20000) &&
                (!g(p)->isMaster.load() || waitForCheck(p));
-    }
-
-    // The editor's answer to a choice alert: the address at index (from 1) of the list.
-    static void chooseInAlert(MorvaneProcessor* p, int index)
-    {
-        auto* global = g(p);
-        const auto ip = global->alertIps.get(index);
-        p->getTcp()->SetIP(ip);
-        global->SetIp(ip);
-        global->checkMac = true;
-        global->connected = true;
-        global->SetDeviceFinderDone();
-        global->deviceFinderRunning = 0;
-        global->alertOpen = false;
     }
 
     std::vector<std::unique_ptr<MorvaneProcessor>> processors;
@@ -263,8 +248,15 @@ TEST_F(Instances, ThreeFreeUnitsAndNothingStoredLeaveTheChoiceToTheUser)
         offered.insert(g(slave)->alertIps.get(i));
     EXPECT_EQ(offered, (std::set<std::string>{Studio::address(2), Studio::address(3), Studio::address(4)}));
 
+    // The editor's answer: the second address of the list.
     const auto chosen = g(slave)->alertIps.get(2);
-    chooseInAlert(slave, 2);
+    slave->getTcp()->SetIP(chosen);
+    g(slave)->SetIp(chosen);
+    g(slave)->checkMac = true;
+    g(slave)->connected = true;
+    g(slave)->SetDeviceFinderDone();
+    g(slave)->deviceFinderRunning = 0;
+    g(slave)->alertOpen = false;
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return g(master)->takenIps.get(2) == chosen; }, 5000));
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return slave->isRunning(); }, 15000));
     EXPECT_EQ(Studio::file(2, "IP.txt"), chosen);

@@ -7,29 +7,42 @@
 #include "MorvaneUnit/Unit.h"
 #include "SafeAndLoad.h"
 #include "Settings.h"
+#include "SettingsPaths.h"
 #include "StudioNet.h"
 #include "TCPIP.h"
 #include "TestEnvironment.h"
 
 #include <gtest/gtest.h>
 
-namespace Studio
+struct Studio
 {
-// The network, or nullptr when it could not be made (no root).
-morvane::test::StudioNet* net();
+    // The network, or nullptr when it could not be made (no root).
+    static morvane::test::StudioNet* net();
+    // Unit k (1-based) in its own namespace: HTTP on 80, status on 7000 + k, so that instances in
+    // this one process never share a status port. An empty serial is serial(k). nullptr on failure.
+    static std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialText = {});
+    static std::string address(int k) { return net() ? net()->unitAddress(k) : std::string(); }
+    static std::string serial(int k) { return "MORVAN00" + std::to_string(10 + k); }
 
-// Unit k (1-based) in its own namespace: HTTP on 80, status on 7000 + k, so that instances in
-// this one process never share a status port. An empty serial is serial(k). nullptr on failure.
-std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialText = {});
-std::string address(int k);
-std::string serial(int k);
-
-// Instance folder n of the home, a file in it, an address stored there, and a product's log.
-std::string folder(int n);
-std::string file(int n, const std::string& name);
-void storeIp(int n, const std::string& address);
-std::string log(const std::string& product = "Morvane");
-} // namespace Studio
+    // Instance folder n of the home, a file in it, an address stored there, and a product's log.
+    static std::string folder(int n)
+    {
+        return SettingsPaths::applicationFolder() + "/Morvane/" + std::to_string(n);
+    }
+    static std::string file(int n, const std::string& name)
+    {
+        return TestEnvironment::readFile(folder(n) + "/" + name);
+    }
+    static void storeIp(int n, const std::string& address)
+    {
+        TestEnvironment::writeFile(SettingsPaths::makeFolders("Morvane/" + std::to_string(n)) + "/IP.txt",
+                                   address);
+    }
+    static std::string log(const std::string& product = "Morvane")
+    {
+        return TestEnvironment::readFile(SettingsPaths::applicationFolder() + "/" + product + "/Log.txt");
+    }
+};
 
 // "GuiSettings.txt" as a first start writes it.
 inline std::string defaultGuiSettings(const std::string& serial)

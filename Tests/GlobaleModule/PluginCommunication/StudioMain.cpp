@@ -1,6 +1,5 @@
 // Test programs of the studio network start here: the main thread enters the computer's
 // namespace before the framework or anything else makes a thread, so every socket lives there.
-#include "SettingsPaths.h"
 #include "Studio.h"
 
 #include <cstdio>
@@ -27,45 +26,12 @@ int countLines(const std::string& log, const std::string& line)
     return found;
 }
 
-namespace Studio
-{
-morvane::test::StudioNet* net()
+morvane::test::StudioNet* Studio::net()
 {
     return network.get();
 }
 
-std::string address(int k)
-{
-    return network ? network->unitAddress(k) : std::string();
-}
-
-std::string serial(int k)
-{
-    return "MORVAN00" + std::to_string(10 + k);
-}
-
-std::string folder(int n)
-{
-    return SettingsPaths::applicationFolder() + "/Morvane/" + std::to_string(n);
-}
-
-std::string file(int n, const std::string& name)
-{
-    return TestEnvironment::readFile(folder(n) + "/" + name);
-}
-
-void storeIp(int n, const std::string& address)
-{
-    TestEnvironment::writeFile(SettingsPaths::makeFolders("Morvane/" + std::to_string(n)) + "/IP.txt",
-                               address);
-}
-
-std::string log(const std::string& product)
-{
-    return TestEnvironment::readFile(SettingsPaths::applicationFolder() + "/" + product + "/Log.txt");
-}
-
-std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialText)
+std::unique_ptr<morvane::sim::Unit> Studio::startUnit(int k, const std::string& serialText)
 {
     if (!network || k < 1 || k > network->units())
         return nullptr;
@@ -79,7 +45,6 @@ std::unique_ptr<morvane::sim::Unit> startUnit(int k, const std::string& serialTe
     network->runIn(network->unitNamespace(k), [&] { started = unit->start(); });
     return started ? std::move(unit) : nullptr;
 }
-} // namespace Studio
 
 int main(int argc, char** argv)
 {
