@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <net/if.h>
@@ -17,34 +18,27 @@
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace TestEnvironment
 {
 namespace
 {
-std::string freshRoot;
-
-std::string makeTemp()
-{
-    std::string pattern = "/tmp/morvane-test-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr)
-        return "/tmp";
-    return pattern;
-}
+// Every home this run made, removed at its end so that runs leave nothing in /tmp.
+std::vector<std::string> madeHomes;
 } // namespace
 
 void useFreshHome()
 {
-    freshRoot = makeTemp();
-    ::setenv("Home", freshRoot.c_str(), 1);
-    const auto presets = freshRoot + "/presets";
-    ::setenv("MORVANE_PRESET_ROOT", presets.c_str(), 1);
+    newHome();
 }
 
 void removeFreshHome()
 {
-    if (freshRoot.rfind("/tmp/morvane-test-", 0) == 0)
-        std::system(("rm -rf '" + freshRoot + "'").c_str());
+    std::error_code ignored;
+    for (const auto& folder : madeHomes)
+        std::filesystem::remove_all(folder, ignored);
+    madeHomes.clear();
 }
 
 std::string home()
@@ -55,7 +49,11 @@ std::string home()
 
 std::string newHome()
 {
-    const auto folder = makeTemp();
+    std::string folder = "/tmp/morvane-test-XXXXXX";
+    if (::mkdtemp(folder.data()) == nullptr)
+        folder = "/tmp";
+    else
+        madeHomes.push_back(folder);
     ::setenv("Home", folder.c_str(), 1);
     const auto presets = folder + "/presets";
     ::setenv("MORVANE_PRESET_ROOT", presets.c_str(), 1);

@@ -67,7 +67,7 @@ TEST(UnitStudioNet, ABroadcastFindsBothUnitsAndTheyServeTheComputer)
     bool started = false;
     ASSERT_TRUE(net.runIn(net.unitNamespace(1), [&] { started = unit.start(); }));
     ASSERT_TRUE(started) << unit.startError();
-    const std::string files = "/tmp/morvane-unit-test-" + std::to_string(::getpid());
+    const std::string files = scratchFolder() + "/program";
     const std::string log = files + "-u2.log", control = files + "-u2.ctl";
     std::remove(log.c_str());
     std::remove(control.c_str());

@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -142,6 +144,28 @@ inline uint16_t testPort(int offset)
     return static_cast<uint16_t>(20000 + (isolated ? 0 : ::getpid() % 2000 * 20) + offset);
 }
 
+// One folder per test program for the units' files, removed when the program ends.
+inline const std::string& scratchFolder()
+{
+    struct Folder
+    {
+        std::string path = "/tmp/morvane-unit-test-XXXXXX";
+        Folder()
+        {
+            if (::mkdtemp(path.data()) == nullptr)
+                path = "/tmp";
+        }
+        ~Folder()
+        {
+            std::error_code ignored;
+            if (path != "/tmp")
+                std::filesystem::remove_all(path, ignored);
+        }
+    };
+    static const Folder folder;
+    return folder.path;
+}
+
 // Unit index on 127.0.0.(10+index): HTTP on testPort(index), status to testPort(10+index), discovery on
 // testPort(19).
 inline sim::UnitConfig loopbackConfig(int index, int clientMemoryMs = 30000)
@@ -154,7 +178,7 @@ inline sim::UnitConfig loopbackConfig(int index, int clientMemoryMs = 30000)
     c.periodMs = 10;
     c.clientMemoryMs = clientMemoryMs;
     c.serial = "MORVAN000" + std::to_string(index);
-    c.logPath = "/tmp/morvane-unit-test-" + std::to_string(::getpid()) + "-" + std::to_string(index) + ".log";
+    c.logPath = scratchFolder() + "/unit-" + std::to_string(index) + ".log";
     std::remove(c.logPath.c_str());
     return c;
 }
