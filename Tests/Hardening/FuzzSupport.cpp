@@ -32,6 +32,7 @@ void setUp()
         std::exit(1);
     }
     TestEnvironment::useFreshHome();
+    std::atexit([] { TestEnvironment::removeFreshHome(); });
     framework = new juce::ScopedJuceInitialiser_GUI();
 }
 
