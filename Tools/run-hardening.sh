@@ -23,7 +23,7 @@ phase() {
 # morvane_add_test(<name> LABEL <label> ...) or gtest_discover_tests(<name> ... LABELS <label>).
 threadedPrograms() {
     find "$here/Tests" -name CMakeLists.txt -print0 | xargs -0 awk -v labels="^($threadedLabels)\$" '
-        match($0, /(morvane_add_test|gtest_discover_tests)\([a-z_]+/) {
+        match($0, /(morvane_add_[a-z_]*test|gtest_discover_tests)\([a-z_]+/) {
             split(substr($0, RSTART, RLENGTH), call, "("); name = call[2]
         }
         {
@@ -67,6 +67,13 @@ mapfile -t programs < <(threadedPrograms)
 buildTargets "$builds/build-tsan" "${programs[@]}"
 
 phase "threaded tests under ThreadSanitizer: ${programs[*]}"
+# A label whose programs were not found would pass by running nothing.
+for label in ${threadedLabels//|/ }; do
+    if ! inBuild "$builds/build-tsan" ctest -N -L "^$label\$" | grep -q '^Total Tests: [1-9]'; then
+        echo "no $label tests in the thread build" >&2
+        exit 1
+    fi
+done
 TSAN_OPTIONS="suppressions=$supp/tsan.supp second_deadlock_stack=1" \
     inBuild "$builds/build-tsan" ctest --output-on-failure -j2 --timeout 600 -L "$threadedLabels"
 
