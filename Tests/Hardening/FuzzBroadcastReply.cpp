@@ -1,7 +1,7 @@
 // A reply to the discovery request, as the search hands it to the broadcaster.
-#include "Broadcast.h"
+#include "Broadcast/Broadcast.h"
 #include "FuzzSupport.h"
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

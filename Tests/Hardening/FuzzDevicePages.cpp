@@ -1,6 +1,6 @@
 // The replies of "/info", "/dinfo" and "/balance" through their cutting.
-#include "DeviceQueries.h"
 #include "FuzzSupport.h"
+#include "TCPIP/DeviceQueries.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,6 +1,6 @@
 // "GuiSettings.txt" as an instance reads it at start: positional cutting and application.
 #include "FuzzSupport.h"
-#include "SafeAndLoad.h"
+#include "SafeAndLoad/SafeAndLoad.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,8 +1,8 @@
 // "IP.txt" as the finder loads it: the stored address goes to the blackboard and transport.
 #include "FuzzSupport.h"
-#include "GlobalData.h"
-#include "SafeAndLoad.h"
-#include "TCPIP.h"
+#include "GlobalData/GlobalData.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/TCPIP.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

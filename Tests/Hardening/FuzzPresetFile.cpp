@@ -1,9 +1,9 @@
 // A preset file through the reader and the loop's reading stage, as a click in the browser
 // would load it.
 #include "FuzzSupport.h"
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
-#include "PresetFile.h"
+#include "Presets/PresetFile.h"
 #include "TestEnvironment.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -1,8 +1,8 @@
 #include "FuzzSupport.h"
 
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
-#include "SafeAndLoad.h"
+#include "SafeAndLoad/SafeAndLoad.h"
 #include "TestEnvironment.h"
 
 #include <juce_events/juce_events.h>

@@ -1,6 +1,6 @@
 // The update server's reply through its cutting and the checks of the offered link.
+#include "CallHome/UpdateServer.h"
 #include "FuzzSupport.h"
-#include "UpdateServer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,10 +1,10 @@
 // morvane-bench: how fast a move crosses between host and unit, and what an idle connected
 // instance costs. Runs in a network namespace of its own (as root) against simulated units
 // on loopback; run it through Tools/private-net.sh or Tools/run-bench.sh.
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
+#include "Ground/SettingsPaths.h"
 #include "PluginProcessor.h"
-#include "SettingsPaths.h"
-#include "TCPIP.h"
+#include "TCPIP/TCPIP.h"
 
 #include "MorvaneUnit/Unit.h"
 #include "StudioNet.h"

@@ -3,10 +3,10 @@
 // broadcast, takes every knob from it, follows a turn on the unit's panel and sends a host
 // automation move back. Everything stays inside the namespaces; nothing reaches the
 // machine's own interfaces.
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
 #include "StudioNet.h"
-#include "TCPIP.h"
+#include "TCPIP/TCPIP.h"
 
 #include "MorvaneUnit/Unit.h"
 
@@ -107,8 +107,8 @@ int run()
         say("no unit found within 30 s");
         return 1;
     }
-    say("connected to " + global->deviceIp.get() + ", serial " + global->deviceSerial.get() + ", status port " +
-        std::to_string(global->devicePort.load()));
+    say("connected to " + global->deviceIp.get() + ", serial " + global->deviceSerial.get() +
+        ", status port " + std::to_string(global->devicePort.load()));
     if (!runUntil([&] { return processor->isRunning(); }, 15000))
     {
         say("no status from the unit within 15 s");
@@ -120,7 +120,8 @@ int run()
     unit.command("turn 3 900 300");
     runUntil([&] { return std::abs(processor->getParameter(3) - 900.0f / 1023.0f) < 0.002f; }, 3000);
     unit.command("release 3");
-    say("turned Output L on the unit's panel to 900: the host reads " + std::to_string(processor->getParameter(3)));
+    say("turned Output L on the unit's panel to 900: the host reads " +
+        std::to_string(processor->getParameter(3)));
 
     unit.clearRecords();
     processor->setParameter(4, 0.25f);

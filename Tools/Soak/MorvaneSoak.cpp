@@ -5,10 +5,10 @@
 // the message thread was never held past the documented bounds, every instance went within
 // a few seconds, no thread or socket was left over, and what was written before the faults
 // (settings files, session state) reads back intact.
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
-#include "SafeAndLoad.h"
-#include "TCPIP.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/TCPIP.h"
 #include "TestEnvironment.h"
 
 #include "MorvaneUnit/Faults.h"

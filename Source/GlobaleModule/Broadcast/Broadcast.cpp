@@ -1,9 +1,9 @@
-#include "Broadcast.h"
+#include "Broadcast/Broadcast.h"
 
-#include "Debug.h"
-#include "GlobalData.h"
-#include "SocketIO.h"
-#include "TextHelpers.h"
+#include "Debug/Debug.h"
+#include "GlobalData/GlobalData.h"
+#include "Ground/TextHelpers.h"
+#include "TCPIP/TCPandIP/SocketIO.h"
 
 #include <arpa/inet.h>
 #include <cstring>

@@ -1,11 +1,11 @@
-#include "CallHome.h"
+#include "CallHome/CallHome.h"
 
-#include "Debug.h"
-#include "GlobalData.h"
-#include "Settings.h"
-#include "SettingsPaths.h"
-#include "TextHelpers.h"
-#include "UpdateServer.h"
+#include "CallHome/UpdateServer.h"
+#include "Debug/Debug.h"
+#include "GlobalData/GlobalData.h"
+#include "GlobalData/Settings.h"
+#include "Ground/SettingsPaths.h"
+#include "Ground/TextHelpers.h"
 
 #include <ctime>
 #include <fstream>

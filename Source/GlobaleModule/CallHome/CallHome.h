@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SharedText.h"
+#include "Ground/SharedText.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 

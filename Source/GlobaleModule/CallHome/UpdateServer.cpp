@@ -1,7 +1,7 @@
-#include "UpdateServer.h"
+#include "CallHome/UpdateServer.h"
 
-#include "TextHelpers.h"
-#include "UpdateHost.h"
+#include "CallHome/UpdateHost.h"
+#include "Ground/TextHelpers.h"
 
 #include <juce_core/juce_core.h>
 

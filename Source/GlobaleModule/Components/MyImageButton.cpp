@@ -1,6 +1,6 @@
-#include "MyImageButton.h"
+#include "Components/MyImageButton.h"
 
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 
 MyImageButton::MyImageButton(juce::Image firstImage, juce::Image secondImage, GlobalData* g, int buttonType)
     : first(std::move(firstImage)), second(std::move(secondImage)), type(buttonType), global(g)

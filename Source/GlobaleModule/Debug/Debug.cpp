@@ -1,6 +1,6 @@
-#include "Debug.h"
+#include "Debug/Debug.h"
 
-#include "SettingsPaths.h"
+#include "Ground/SettingsPaths.h"
 
 #include <cstdio>
 #include <cstring>

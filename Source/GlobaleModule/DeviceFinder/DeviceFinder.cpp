@@ -1,14 +1,12 @@
-#include "DeviceFinder.h"
+#include "DeviceFinder/DeviceFinder.h"
 
-#include "Broadcast.h"
-#include "Debug.h"
-#include "DeviceQueries.h"
-#include "GlobalData.h"
-#include "PluginEditor.h"
-#include "PluginProcessor.h"
-#include "SafeAndLoad.h"
-#include "TCPIP.h"
-#include "TextHelpers.h"
+#include "Broadcast/Broadcast.h"
+#include "Debug/Debug.h"
+#include "GlobalData/GlobalData.h"
+#include "Ground/TextHelpers.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/DeviceQueries.h"
+#include "TCPIP/TCPIP.h"
 
 namespace
 {
@@ -266,23 +264,4 @@ void runDeviceSearch(Settings* settings, TCPIP* tcp, Broadcast* broadcast, Globa
     if (!answerAwaited)
         global->SetDeviceFinderDone();
     logTo(settings, 0, "Delete the Finder done", __LINE__);
-}
-
-void delegatorFindDeviceFromEditor(MorvaneEditor* editor)
-{
-    auto* processor =
-        editor != nullptr ? dynamic_cast<MorvaneProcessor*>(editor->getAudioProcessor()) : nullptr;
-    if (processor == nullptr)
-        return;
-    auto* settings = processor->getSettings();
-    auto* global = processor->getGlobalData();
-    logTo(settings, 0, "Find device from Editor started", __LINE__);
-    if (global->quitRequested.load())
-    {
-        global->deviceFinderRunning = 0;
-        return;
-    }
-    global->deviceFinderRunning = 1;
-    runDeviceSearch(settings, processor->getTcp(), processor->getBroadcast(), global);
-    logTo(settings, 0, "Find device from Editor ended", __LINE__);
 }

@@ -7,7 +7,6 @@ struct Settings;
 class TCPIP;
 class Broadcast;
 class GlobalData;
-class MorvaneEditor;
 
 // Decides which unit an instance connects to: the stored address first, then the broadcast.
 // Every candidate is identified by its "/dinfo" page. Lives for one search, on the thread
@@ -60,9 +59,3 @@ private:
 // The search of an instance, as both thread entries run it: the finder, then deviceFinderRunning
 // down, and deviceFinderBusy down unless an alert awaits the user's answer.
 void runDeviceSearch(Settings* settings, TCPIP* tcp, Broadcast* broadcast, GlobalData* global);
-
-// Thread entry behind the editor's OK button on the connection page. It reads the processor's
-// objects through the editor at its start, so the editor must outlive that first step: the
-// editor joins the thread before it goes (the search ends within seconds, and within a
-// tenth of a second of quitRequested).
-void delegatorFindDeviceFromEditor(MorvaneEditor* editor);

@@ -1,7 +1,7 @@
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 
-#include "Debug.h"
-#include "SafeAndLoad.h"
+#include "Debug/Debug.h"
+#include "Ground/SettingsPaths.h"
 
 GlobalData::GlobalData(Settings* s, int instanceNumber) : settings(s)
 {
@@ -22,10 +22,17 @@ std::string GlobalData::composeGuiSettings() const
 
 void GlobalData::safeGuiSettings()
 {
-    std::stringstream content;
-    content << composeGuiSettings();
-    SafeAndLoad store(settings, this);
-    store.SafeFiles("GuiSettings", content);
+    const std::string productFolder = settings != nullptr ? settings->productFolder : std::string();
+    const auto folder = SettingsPaths::makeFolders(productFolder + "/" + instanceFolderName());
+    if (!folder.empty())
+        SettingsPaths::replaceFile(folder + "/GuiSettings.txt", composeGuiSettings());
+}
+
+std::string GlobalData::instanceFolderName() const
+{
+    if (isMaster.load() || slaveIndex.load() <= 0)
+        return "1";
+    return IntInString(slaveIndex.load());
 }
 
 void GlobalData::SetIp(const std::string& ip)

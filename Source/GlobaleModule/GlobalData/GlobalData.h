@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Settings.h"
-#include "SharedText.h"
-#include "TextHelpers.h"
+#include "GlobalData/Settings.h"
+#include "Ground/SharedText.h"
+#include "Ground/TextHelpers.h"
 
 #include <juce_graphics/juce_graphics.h>
 
@@ -25,6 +25,10 @@ public:
     void SetDeviceFinderDone();
     void SetKnobImage(juce::Image image);
     juce::Image getKnobImage() const;
+
+    // The instance's folder below the product folder: "1" for the master, the slave's number
+    // otherwise.
+    std::string instanceFolderName() const;
 
     // The file text that safeGuiSettings writes, for callers that need the bytes.
     std::string composeGuiSettings() const;

@@ -1,4 +1,4 @@
-#include "Settings.h"
+#include "GlobalData/Settings.h"
 
 namespace
 {

@@ -1,8 +1,8 @@
-#include "MasterDeviceChecker.h"
+#include "MasterDeviceChecker/MasterDeviceChecker.h"
 
-#include "Broadcast.h"
-#include "Debug.h"
-#include "GlobalData.h"
+#include "Broadcast/Broadcast.h"
+#include "Debug/Debug.h"
+#include "GlobalData/GlobalData.h"
 
 #include <algorithm>
 #include <chrono>

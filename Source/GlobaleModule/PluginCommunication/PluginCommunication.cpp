@@ -1,10 +1,10 @@
-#include "PluginCommunication.h"
+#include "PluginCommunication/PluginCommunication.h"
 
-#include "Debug.h"
-#include "GlobalData.h"
-#include "MasterDeviceChecker.h"
-#include "SafeAndLoad.h"
-#include "TCPIP.h"
+#include "Debug/Debug.h"
+#include "GlobalData/GlobalData.h"
+#include "MasterDeviceChecker/MasterDeviceChecker.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/TCPIP.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SharedText.h"
+#include "Ground/SharedText.h"
 
 #include <juce_events/juce_events.h>
 

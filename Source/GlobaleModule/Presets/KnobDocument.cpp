@@ -1,6 +1,6 @@
-#include "KnobDocument.h"
+#include "Presets/KnobDocument.h"
 
-#include "TextHelpers.h"
+#include "Ground/TextHelpers.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "PresetDatabase.h"
+#include "Presets/PresetDatabase.h"
 
 bool PresetDatabase::setFile(bool isFolder, const std::string& name, const std::string& path, int32_t level)
 {

@@ -1,9 +1,9 @@
-#include "PresetFile.h"
+#include "Presets/PresetFile.h"
 
-#include "KnobDocument.h"
+#include "Presets/KnobDocument.h"
 
-#include "SettingsPaths.h"
-#include "TextHelpers.h"
+#include "Ground/SettingsPaths.h"
+#include "Ground/TextHelpers.h"
 
 #include <fstream>
 

@@ -1,7 +1,7 @@
-#include "PresetListing.h"
+#include "Presets/PresetListing.h"
 
-#include "PresetRoot.h"
-#include "Settings.h"
+#include "GlobalData/Settings.h"
+#include "Presets/PresetRoot.h"
 
 #include <dirent.h>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PresetDatabase.h"
+#include "Presets/PresetDatabase.h"
 
 #include <juce_core/juce_core.h>
 

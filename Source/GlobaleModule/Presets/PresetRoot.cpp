@@ -1,6 +1,6 @@
-#include "PresetRoot.h"
+#include "Presets/PresetRoot.h"
 
-#include "SettingsPaths.h"
+#include "Ground/SettingsPaths.h"
 
 #include <cstdlib>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "ReplaceQuestion.h"
+#include "Presets/ReplaceQuestion.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 

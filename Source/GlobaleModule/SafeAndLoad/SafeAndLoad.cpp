@@ -1,7 +1,7 @@
-#include "SafeAndLoad.h"
+#include "SafeAndLoad/SafeAndLoad.h"
 
-#include "GlobalData.h"
-#include "SettingsPaths.h"
+#include "GlobalData/GlobalData.h"
+#include "Ground/SettingsPaths.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -15,9 +15,7 @@ SafeAndLoad::SafeAndLoad(Settings* s, GlobalData* g)
 
 std::string SafeAndLoad::instanceFolderName() const
 {
-    if (global->isMaster.load() || global->slaveIndex.load() <= 0)
-        return "1";
-    return IntInString(global->slaveIndex.load());
+    return global->instanceFolderName();
 }
 
 std::string SafeAndLoad::makeInstanceFolder()
@@ -30,9 +28,7 @@ void SafeAndLoad::SafeFiles(const std::string& name, std::stringstream& content)
     const auto folder = makeInstanceFolder();
     if (folder.empty())
         return;
-    std::ofstream out(folder + "/" + name + ".txt", std::ios::binary | std::ios::trunc);
-    if (out)
-        out << content.str();
+    SettingsPaths::replaceFile(folder + "/" + name + ".txt", content.str());
 }
 
 bool SafeAndLoad::LoadFiles()

@@ -1,8 +1,8 @@
-#include "DeviceQueries.h"
+#include "TCPIP/DeviceQueries.h"
 
-#include "Debug.h"
-#include "TCPIP.h"
-#include "TextHelpers.h"
+#include "Debug/Debug.h"
+#include "Ground/TextHelpers.h"
+#include "TCPIP/TCPIP.h"
 
 namespace DeviceQueries
 {

@@ -1,9 +1,9 @@
-#include "TCPIP.h"
+#include "TCPIP/TCPIP.h"
 
-#include "Debug.h"
-#include "GlobalData.h"
-#include "SafeAndLoad.h"
-#include "SocketIO.h"
+#include "Debug/Debug.h"
+#include "GlobalData/GlobalData.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/TCPandIP/SocketIO.h"
 
 #include <memory>
 #include <sys/socket.h>

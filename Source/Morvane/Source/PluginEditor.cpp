@@ -1,7 +1,7 @@
 #include "PluginEditor.h"
 
-#include "GlobalData.h"
-#include "MyImageButton.h"
+#include "Components/MyImageButton.h"
+#include "GlobalData/GlobalData.h"
 
 namespace
 {

@@ -1,15 +1,15 @@
 #include "PluginProcessor.h"
 
-#include "Broadcast.h"
-#include "Debug.h"
-#include "GlobalData.h"
-#include "KnobDocument.h"
-#include "MasterDeviceChecker.h"
-#include "MyImageButton.h"
-#include "PluginCommunication.h"
+#include "Broadcast/Broadcast.h"
+#include "Components/MyImageButton.h"
+#include "Debug/Debug.h"
+#include "GlobalData/GlobalData.h"
+#include "MasterDeviceChecker/MasterDeviceChecker.h"
+#include "PluginCommunication/PluginCommunication.h"
 #include "PluginEditor.h"
-#include "SafeAndLoad.h"
-#include "TCPIP.h"
+#include "Presets/KnobDocument.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/TCPIP.h"
 
 #include <algorithm>
 #include <cmath>

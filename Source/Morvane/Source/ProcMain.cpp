@@ -1,17 +1,17 @@
 // The synchronisation loop and the status stream of the processor.
 #include "PluginProcessor.h"
 
-#include "Broadcast.h"
-#include "Debug.h"
-#include "DeviceFinder.h"
-#include "DeviceQueries.h"
-#include "GlobalData.h"
-#include "MasterDeviceChecker.h"
-#include "MyImageButton.h"
-#include "PluginCommunication.h"
-#include "SafeAndLoad.h"
-#include "SocketIO.h"
-#include "TCPIP.h"
+#include "Broadcast/Broadcast.h"
+#include "Components/MyImageButton.h"
+#include "Debug/Debug.h"
+#include "DeviceFinder/DeviceFinder.h"
+#include "GlobalData/GlobalData.h"
+#include "MasterDeviceChecker/MasterDeviceChecker.h"
+#include "PluginCommunication/PluginCommunication.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/DeviceQueries.h"
+#include "TCPIP/TCPIP.h"
+#include "TCPIP/TCPandIP/SocketIO.h"
 
 #include <arpa/inet.h>
 #include <cerrno>

@@ -1,10 +1,10 @@
 // The processor's preset stages: reading a picked preset, writing a saved one.
 #include "PluginProcessor.h"
 
-#include "GlobalData.h"
-#include "KnobDocument.h"
-#include "PresetFile.h"
-#include "ReplaceQuestion.h"
+#include "GlobalData/GlobalData.h"
+#include "Presets/KnobDocument.h"
+#include "Presets/PresetFile.h"
+#include "Presets/ReplaceQuestion.h"
 
 #include <vector>
 

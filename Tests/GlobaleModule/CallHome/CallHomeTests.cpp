@@ -1,12 +1,12 @@
 // The daily check end to end: a real file in a fresh home, a real thread, a real loopback
 // web server that records what it was asked.
-#include "CallHome.h"
-#include "GlobalData.h"
+#include "CallHome/CallHome.h"
+#include "CallHome/UpdateServer.h"
+#include "GlobalData/GlobalData.h"
+#include "GlobalData/Settings.h"
+#include "Ground/SettingsPaths.h"
 #include "LocalListener.h"
-#include "Settings.h"
-#include "SettingsPaths.h"
 #include "TestEnvironment.h"
-#include "UpdateServer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // The parts that the daily and the manual check share: address, reply cutting, and the
 // request's bounds against real loopback servers.
+#include "CallHome/UpdateHost.h"
+#include "CallHome/UpdateServer.h"
 #include "LocalListener.h"
-#include "UpdateHost.h"
-#include "UpdateServer.h"
 
 #include <gtest/gtest.h>
 

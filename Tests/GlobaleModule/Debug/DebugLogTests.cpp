@@ -1,5 +1,5 @@
 // The log: its line format, its place, and whole lines from concurrent threads.
-#include "Debug.h"
+#include "Debug/Debug.h"
 #include "TestEnvironment.h"
 
 #include <gtest/gtest.h>

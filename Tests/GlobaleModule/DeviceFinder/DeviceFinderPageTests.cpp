@@ -1,5 +1,5 @@
 // How the finder judges a unit by its "/dinfo" page, against a loopback web server.
-#include "DeviceFinder.h"
+#include "DeviceFinder/DeviceFinder.h"
 #include "LocalListener.h"
 #include "Studio.h"
 

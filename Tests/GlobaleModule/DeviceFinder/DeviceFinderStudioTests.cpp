@@ -1,6 +1,6 @@
 // Searches over real broadcasts in a studio network of simulated units: the finder runs on a
 // thread of its own, exactly as the processor's finder thread does.
-#include "DeviceFinder.h"
+#include "DeviceFinder/DeviceFinder.h"
 #include "Studio.h"
 
 #include <chrono>

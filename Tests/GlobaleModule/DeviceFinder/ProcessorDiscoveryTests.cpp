@@ -1,5 +1,6 @@
 // The whole instance on the computer of a studio network.
-#include "DeviceFinder.h"
+#include "DeviceFinder/DeviceFinder.h"
+#include "EditorSearch.h"
 #include "PluginEditor.h"
 #include "PluginProcessor.h"
 #include "Studio.h"
@@ -55,7 +56,7 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
     EXPECT_EQ(
         std::make_tuple(global->connected.load(), global->deviceFinderRunning.load(), global->deviceIp.get()),
         std::make_tuple(true, 0, Studio::address(1)));
-    EXPECT_EQ(countLines(Studio::log(), "0:::Find device from Editor started:::DeviceFinder.cpp:::"), 1);
+    EXPECT_EQ(countLines(Studio::log(), "0:::Find device from Editor started:::"), 1);
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return processor->isRunning(); }, 10000));
     editor.reset();
 }

@@ -1,5 +1,5 @@
-#include "GlobalData.h"
-#include "TextHelpers.h"
+#include "GlobalData/GlobalData.h"
+#include "Ground/TextHelpers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The master's watch over the network, on its own against simulated units in the studio
 // network: which units are found, which are free, and how a check ends.
-#include "MasterDeviceChecker.h"
+#include "MasterDeviceChecker/MasterDeviceChecker.h"
 #include "Studio.h"
 
 #include <chrono>

@@ -1,7 +1,7 @@
 // Several instances in one process, each made as a host makes it, against simulated units in
 // the studio network: roles, numbers, the hand-out of units and closing in any state.
-#include "MasterDeviceChecker.h"
-#include "PluginCommunication.h"
+#include "MasterDeviceChecker/MasterDeviceChecker.h"
+#include "PluginCommunication/PluginCommunication.h"
 #include "PluginProcessor.h"
 #include "Studio.h"
 

@@ -2,14 +2,14 @@
 // whole process inside "the computer", entered by main before the framework starts.
 #pragma once
 
-#include "Broadcast.h"
-#include "GlobalData.h"
+#include "Broadcast/Broadcast.h"
+#include "GlobalData/GlobalData.h"
+#include "GlobalData/Settings.h"
+#include "Ground/SettingsPaths.h"
 #include "MorvaneUnit/Unit.h"
-#include "SafeAndLoad.h"
-#include "Settings.h"
-#include "SettingsPaths.h"
+#include "SafeAndLoad/SafeAndLoad.h"
 #include "StudioNet.h"
-#include "TCPIP.h"
+#include "TCPIP/TCPIP.h"
 #include "TestEnvironment.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // The preset file on its own: the save path, and what the reader lets through.
-#include "KnobDocument.h"
-#include "PresetFile.h"
 #include "PresetTestSupport.h"
+#include "Presets/KnobDocument.h"
+#include "Presets/PresetFile.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // The preset root, the folder listing and the store's bounds, on temporary folders.
-#include "PresetListing.h"
-#include "PresetRoot.h"
+#include "GlobalData/Settings.h"
 #include "PresetTestSupport.h"
-#include "Settings.h"
+#include "Presets/PresetListing.h"
+#include "Presets/PresetRoot.h"
 
 #include <gtest/gtest.h>
 

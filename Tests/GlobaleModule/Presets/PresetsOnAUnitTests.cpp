@@ -1,7 +1,7 @@
 // A picked preset travels from the file through the loop to a simulated unit on loopback.
-#include "KnobDocument.h"
-#include "PresetFile.h"
 #include "PresetTestSupport.h"
+#include "Presets/KnobDocument.h"
+#include "Presets/PresetFile.h"
 #include "SyncRig.h"
 
 #include <gtest/gtest.h>

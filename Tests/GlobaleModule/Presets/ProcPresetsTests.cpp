@@ -1,10 +1,10 @@
 // The processor's preset stages, driven through its tick: reading a picked preset into the
 // knobs and flags, and saving the knobs with the replace question.
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
-#include "PresetFile.h"
 #include "PresetTestSupport.h"
-#include "ReplaceQuestion.h"
+#include "Presets/PresetFile.h"
+#include "Presets/ReplaceQuestion.h"
 
 #include <gtest/gtest.h>
 

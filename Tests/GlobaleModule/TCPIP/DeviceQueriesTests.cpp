@@ -1,6 +1,6 @@
 // The unit's pages as the plug-in cuts them: by pattern and fixed offset, never past the end.
-#include "DeviceQueries.h"
 #include "LocalListener.h"
+#include "TCPIP/DeviceQueries.h"
 #include "TransportRig.h"
 
 #include <gtest/gtest.h>

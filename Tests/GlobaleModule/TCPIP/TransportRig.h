@@ -1,8 +1,8 @@
 #pragma once
 
-#include "GlobalData.h"
-#include "SafeAndLoad.h"
-#include "TCPIP.h"
+#include "GlobalData/GlobalData.h"
+#include "SafeAndLoad/SafeAndLoad.h"
+#include "TCPIP/TCPIP.h"
 
 #include <string>
 

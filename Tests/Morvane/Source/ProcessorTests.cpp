@@ -1,6 +1,6 @@
 // The processor's answers to the host, its mailbox and its life. Names inside the range, the
 // layout and the audio path are checked through a host (Tests/Plugin).
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
 #include "TestEnvironment.h"
 

@@ -1,5 +1,5 @@
 // The status message as the unit sends it, byte for byte, and what the parser makes of it.
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
 
 #include <gtest/gtest.h>

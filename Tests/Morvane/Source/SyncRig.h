@@ -1,8 +1,8 @@
 #pragma once
 
-#include "GlobalData.h"
+#include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
-#include "TCPIP.h"
+#include "TCPIP/TCPIP.h"
 #include "TestEnvironment.h"
 
 #include "MorvaneUnit/Unit.h"

@@ -1,5 +1,5 @@
 // Processor and simulated unit over real sockets: both stay in step, and nothing echoes.
-#include "MyImageButton.h"
+#include "Components/MyImageButton.h"
 #include "SyncRig.h"
 
 #include <gtest/gtest.h>

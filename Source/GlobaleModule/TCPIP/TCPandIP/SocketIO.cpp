@@ -1,4 +1,4 @@
-#include "SocketIO.h"
+#include "TCPIP/TCPandIP/SocketIO.h"
 
 #include <arpa/inet.h>
 #include <cerrno>

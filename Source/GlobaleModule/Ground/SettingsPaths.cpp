@@ -1,6 +1,7 @@
-#include "SettingsPaths.h"
+#include "Ground/SettingsPaths.h"
 
 #include <cstdlib>
+#include <fstream>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -88,5 +89,13 @@ bool isFile(const std::string& path)
     {
     };
     return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+bool replaceFile(const std::string& path, const std::string& content)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out)
+        return false;
+    out << content;
+    return static_cast<bool>(out);
 }
 } // namespace SettingsPaths

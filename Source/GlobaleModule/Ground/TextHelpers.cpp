@@ -1,4 +1,4 @@
-#include "TextHelpers.h"
+#include "Ground/TextHelpers.h"
 
 #include <cerrno>
 #include <cmath>
