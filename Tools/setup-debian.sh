@@ -10,6 +10,7 @@ packages=(
     libx11-dev libxext-dev libxrandr-dev libxinerama-dev libxcursor-dev
     libpng-dev libjpeg-dev zlib1g-dev fonts-dejavu-core
     iproute2 util-linux xvfb xauth
+    chromium
 )
 
 missing=()

@@ -40,7 +40,7 @@ TEST_F(UnitPages, DinfoInfoAndBalanceHoldWhatThePluginCutsOut)
 TEST_F(UnitPages, Error404IsAfterTheFirstByteOnUnknownPagesAndOnEveryPageUnderTheFault)
 {
     // Five unknown pages, then known ones under the fault.
-    const char* const paths[] = {"/",     "/index.html", "/infos",   "/knobs?1/2", "/dinfo/x",
+    const char* const paths[] = {"/ui/x", "/index.html", "/infos",   "/knobs?1/2", "/dinfo/x",
                                  "/info", "/dinfo",      "/balance", "/knob?2/5"};
     for (size_t i = 0; i < std::size(paths); ++i)
     {
@@ -81,5 +81,29 @@ TEST_F(UnitPages, KnobValuesAreClampedMalformedPairsSkippedHeldRowsKeptAndSevent
     EXPECT_EQ(unit.row(0).value, 251);
     for (const auto& [row, value] : pairs)
         EXPECT_EQ(unit.row(row).value, value) << "row " << row;
+}
+
+TEST_F(UnitPages, TheWebPageTurnsByCommandShowsTheStateAndStaysUpUnderThePluginPagesFaults)
+{
+    const std::string page = text("/");
+    EXPECT_NE(page.find("Content-Type: text/html; charset=utf-8\r\n"), std::string::npos);
+    EXPECT_NE(page.find("<svg id=\"panel\""), std::string::npos);
+    EXPECT_FALSE(std::regex_search(page, std::regex(R"((src|href)="(https?:)?//)")))
+        << "nothing from elsewhere";
+
+    const std::string reply = text("/ui/command?turn%203+700");
+    EXPECT_EQ(reply.substr(std::min(reply.size(), reply.find("\r\n\r\n") + 4)), "ok") << reply;
+    const std::string state = text("/ui/state");
+    EXPECT_NE(state.find("Content-Type: application/json\r\n"), std::string::npos);
+    EXPECT_NE(state.find(R"("rows":[[30,1,500,0],[300,10,2500,0],[512,0,1023,0],[700,0,1023,1],)"),
+              std::string::npos)
+        << state;
+    for (const char* name : {"notfound", "close", "hang", "slow"})
+    {
+        unit.command("fault "s + name + " on");
+        EXPECT_NE(text("/ui/state").find("[\""s + name + "\",true]"), std::string::npos) << name;
+        unit.command("fault "s + name + " off");
+    }
+    EXPECT_NE(unit.command("status").find("clients:\n"), std::string::npos) << "a browser gets no datagrams";
 }
 } // namespace

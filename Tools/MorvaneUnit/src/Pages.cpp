@@ -1,5 +1,7 @@
 #include "Pages.h"
 
+#include "PanelPage.h"
+
 namespace morvane::sim::pages
 {
 namespace
@@ -15,11 +17,11 @@ const char* reason(int code)
 }
 } // namespace
 
-std::string response(int code, const std::string& body)
+std::string response(int code, const std::string& body, const char* contentType)
 {
     return "HTTP/1.1 " + std::to_string(code) + " " + reason(code) +
-           "\r\nServer: VAW-Unit/2\r\nContent-Type: text/html\r\nContent-Length: " +
-           std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+           "\r\nServer: VAW-Unit/2\r\nContent-Type: " + contentType +
+           "\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
 }
 
 std::string info(const std::string& statusMessage)
@@ -57,6 +59,21 @@ std::string notFound(const std::string& target)
 std::string ok()
 {
     return response(200, "OK");
+}
+
+std::string webPanel()
+{
+    return response(200, panelPage, "text/html; charset=utf-8");
+}
+
+std::string json(const std::string& body)
+{
+    return response(200, body, "application/json");
+}
+
+std::string plainText(const std::string& body)
+{
+    return response(200, body, "text/plain; charset=utf-8");
 }
 
 } // namespace morvane::sim::pages

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 
 namespace morvane::sim
 {
@@ -71,6 +72,19 @@ RowState Panel::row(int r) const
 {
     std::lock_guard<std::mutex> lock(mutex_);
     return validRow(r) ? rows_[r] : RowState{};
+}
+
+PanelView Panel::view() const
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    PanelView v;
+    std::copy(std::begin(rows_), std::end(rows_), std::begin(v.rows));
+    v.compLeft = compLeft_;
+    v.compRight = compRight_;
+    v.clip = clip_;
+    v.program = program_;
+    v.balance = balance_;
+    return v;
 }
 
 int Panel::normalise(int r, double value) const

@@ -125,6 +125,60 @@ std::string requestTarget(const std::string& line)
     return words.size() >= 2 ? words[1] : std::string();
 }
 
+std::string targetPath(const std::string& target)
+{
+    return target.substr(0, target.find('?'));
+}
+
+// The web page is the unit's own face for a person: the faults of what the plug-in reads leave it alone.
+bool isWebPage(const std::string& path)
+{
+    return path == "/" || path.rfind("/ui/", 0) == 0;
+}
+
+int hexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+// %XX and '+' of a query; a broken escape stays as it is.
+std::string percentDecoded(const std::string& text)
+{
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i)
+    {
+        const int hi = i + 2 < text.size() ? hexDigit(text[i + 1]) : -1;
+        const int lo = i + 2 < text.size() ? hexDigit(text[i + 2]) : -1;
+        if (text[i] == '%' && hi >= 0 && lo >= 0)
+        {
+            out += static_cast<char>(hi * 16 + lo);
+            i += 2;
+        }
+        else
+            out += text[i] == '+' ? ' ' : text[i];
+    }
+    return out;
+}
+
+std::string jsonString(const std::string& text)
+{
+    std::string out = "\"";
+    for (const char c : text)
+    {
+        if (c == '"' || c == '\\')
+            out += '\\';
+        if (static_cast<unsigned char>(c) >= 0x20)
+            out += c;
+    }
+    return out + "\"";
+}
+
 const char* const helpText = R"(Front panel:
   turn ROW VALUE [MS]     take a control by hand: held flag up, value glides to VALUE in MS ms
   touch ROW               held flag up without moving
@@ -383,29 +437,33 @@ void Unit::handleConnection(int fd, uint32_t peer)
             request.append(buf, static_cast<size_t>(n));
     }
     const std::string line = request.substr(0, request.find_first_of("\r\n"));
+    const std::string target = requestTarget(line);
+    const bool webPage = isWebPage(targetPath(target));
     if (!line.empty())
     {
         record(line);
-        log_->write("REQUEST", net::addressText(peer) + " " + line);
-        rememberClient(peer);
+        if (targetPath(target) != "/ui/state") // the page asks ten times a second
+            log_->write("REQUEST", net::addressText(peer) + " " + line);
+        if (!webPage) // a browser reads no status datagrams
+            rememberClient(peer);
     }
-    if (fault(Fault::Hang) && !line.empty())
+    if (fault(Fault::Hang) && !line.empty() && !webPage)
     {
         if (hungFds_.size() >= maxHungConnections)
             releaseHungConnections();
         hungFds_.push_back(fd);
         return;
     }
-    if (!line.empty() && !fault(Fault::Close))
-        sendResponse(fd, respond(requestTarget(line)));
+    if (!line.empty() && (webPage || !fault(Fault::Close)))
+        sendResponse(fd, respond(target), !webPage);
     ::shutdown(fd, SHUT_WR);
     ::close(fd);
 }
 
-void Unit::sendResponse(int fd, const std::string& response)
+void Unit::sendResponse(int fd, const std::string& response, bool mayBeSlow)
 {
     size_t sent = 0;
-    while (sent < response.size() && fault(Fault::Slow))
+    while (sent < response.size() && mayBeSlow && fault(Fault::Slow))
     {
         if (::send(fd, response.data() + sent, 1, MSG_NOSIGNAL | MSG_DONTWAIT) != 1 || !pause(slowByteMs_))
             return;
@@ -419,6 +477,8 @@ std::string Unit::respond(const std::string& target)
     const size_t q = target.find('?');
     const std::string path = target.substr(0, q);
     const std::string query = q == std::string::npos ? std::string() : target.substr(q + 1);
+    if (isWebPage(path))
+        return webPage(path, query);
     if (fault(Fault::NotFound))
         return pages::notFound(path);
     if (path == "/info")
@@ -435,6 +495,38 @@ std::string Unit::respond(const std::string& target)
     if (path == "/balance")
         return q == std::string::npos ? pages::balance(panel_.balanceText()) : balancePage(query);
     return pages::notFound(path);
+}
+
+std::string Unit::webPage(const std::string& path, const std::string& query)
+{
+    if (path == "/")
+        return pages::webPanel();
+    if (path == "/ui/state")
+        return pages::json(stateJson());
+    if (path == "/ui/command")
+        return pages::plainText(command(percentDecoded(query)));
+    return pages::notFound(path);
+}
+
+// What the web page draws: the panel, the identity and the faults in one JSON object.
+std::string Unit::stateJson() const
+{
+    const PanelView v = panel_.view();
+    std::ostringstream out;
+    out << "{\"serial\":" << jsonString(serial()) << ",\"name\":" << jsonString(name())
+        << ",\"address\":" << jsonString(config_.address) << ",\"http\":" << config_.httpPort
+        << ",\"statusPort\":" << config_.statusPort << ",\"mac\":" << jsonString(mac_) << ",\"rows\":[";
+    for (int r = 0; r < rowCount; ++r)
+        out << (r ? "," : "") << "[" << v.rows[r].value << "," << v.rows[r].min << "," << v.rows[r].max << ","
+            << (v.rows[r].held ? 1 : 0) << "]";
+    out << "],\"comp\":[" << formatNumber(v.compLeft) << "," << formatNumber(v.compRight)
+        << "],\"clip\":" << v.clip << ",\"balance\":" << formatNumber(v.balance)
+        << ",\"program\":" << (v.program ? "true" : "false") << ",\"faults\":[";
+    for (int i = 0; i < faultCount; ++i)
+        out << (i ? "," : "") << "[\"" << faultName(static_cast<Fault>(i)) << "\","
+            << (faults_[i] ? "true" : "false") << "]";
+    out << "],\"datagrams\":" << datagrams_ << ",\"clients\":" << clientCount() << "}";
+    return out.str();
 }
 
 // row/value{/row/value}: every well-formed pair is applied, a malformed one is skipped.
@@ -558,6 +650,12 @@ void Unit::rememberClient(uint32_t peer)
 {
     std::lock_guard<std::mutex> lock(clientMutex_);
     clients_[peer] = nowMs();
+}
+
+size_t Unit::clientCount() const
+{
+    std::lock_guard<std::mutex> lock(clientMutex_);
+    return clients_.size();
 }
 
 std::vector<uint32_t> Unit::currentClients()

@@ -26,6 +26,16 @@ struct RowState
     bool held = false;
 };
 
+// Everything the front panel shows, taken under one lock.
+struct PanelView
+{
+    RowState rows[rowCount];
+    double compLeft = 0, compRight = 0;
+    int clip = 0;
+    bool program = false;
+    double balance = 0;
+};
+
 class Panel
 {
 public:
@@ -34,6 +44,7 @@ public:
     Panel();
 
     RowState row(int r) const;
+    PanelView view() const;
     bool validRow(int r) const { return r >= 0 && r < rowCount; }
 
     // A value from the wire: clamped to the row's range (rows 5, 14, 22 snap to their two states).

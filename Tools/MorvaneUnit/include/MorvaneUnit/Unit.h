@@ -11,6 +11,7 @@
 // Wire:
 //   HTTP on address:httpPort, one request per connection, "Connection: close":
 //     /info, /dinfo, /knob?row/value{/row/value}, /balance, /balance?value, else a page with "Error 404".
+//     The unit's web page for a person: / (the front panel), /ui/state (JSON), /ui/command?<line>.
 //   Status datagram every periodMs to statusPort of every address that made an HTTP request in the
 //   last clientMemoryMs, sent from address (or foreignAddress while the fault "foreign" is on).
 //   Discovery: "Ciao Mac ist hier" on UDP discoveryPort (any address of the unit's network namespace);
@@ -123,12 +124,15 @@ private:
     std::string respond(const std::string& target);
     std::string knobPage(const std::string& query);
     std::string balancePage(const std::string& query);
-    void sendResponse(int fd, const std::string& response);
+    std::string webPage(const std::string& path, const std::string& query);
+    std::string stateJson() const;
+    void sendResponse(int fd, const std::string& response, bool mayBeSlow);
     void releaseHungConnections();
 
     void sendStatus(int& normalFd, int& foreignFd);
     std::string shapeDatagram();
     std::vector<uint32_t> currentClients();
+    size_t clientCount() const;
     void rememberClient(uint32_t peer);
 
     Identity identity() const;
