@@ -23,3 +23,6 @@ juce::String fileNameOf(const Picture& picture);
 
 // One sheet with every picture small and its number under it.
 juce::Image contactSheet(const std::vector<Picture>& pictures);
+
+// The front panel as the editor stacks its pictures, at twice the window's size.
+juce::Image panelPreview(const std::vector<Picture>& pictures);

@@ -154,11 +154,12 @@ int run(const juce::File& folder)
         if (!writeFile(folder.getChildFile(fileNameOf(pictures[i])), files[i].getData(), files[i].getSize()))
             return 1;
     }
-    juce::MemoryOutputStream sheet;
-    juce::PNGImageFormat().writeImageToStream(contactSheet(pictures), sheet);
+    const auto sheet = encodePicture(contactSheet(pictures), PictureFormat::rgb);
+    const auto preview = encodePicture(panelPreview(pictures), PictureFormat::rgb);
     if (!writeText(folder.getChildFile("BinaryData.h"), embeddingHeader(pictures, files)) ||
         !writeText(folder.getChildFile("BinaryData.cpp"), embeddingSource(pictures, files, folder)) ||
-        !writeFile(folder.getChildFile("contact-sheet.png"), sheet.getData(), sheet.getDataSize()))
+        !writeFile(folder.getChildFile("contact-sheet.png"), sheet.getData(), sheet.getSize()) ||
+        !writeFile(folder.getChildFile("panel-preview.png"), preview.getData(), preview.getSize()))
         return 1;
     const auto ms = [](auto from, auto to)
     {

@@ -25,52 +25,55 @@ struct FaceStyle
     int arcs;     // 1 a thin arc, 2 two arcs, 3 a band
     bool percent; // a second scale in per cent below the arc
     bool redZone; // the part above 0 in the accent colour
+    int extras;   // screws, a printed border, the unit at the scale's end: see below
 };
+
+constexpr int screws = 1, border = 2, unit = 4;
 
 // Twenty-one faces: classic VU, backlit, black broadcast, gain reduction and modern dials.
 const FaceStyle styles[meterFaceCount] = {
     {"VU", 0xfff6ecd2, 0xffe7d6ae, 0xff1b1a17, 0xffc3261f, 0x00000000, ScaleKind::vu, Face::serif, 1, true,
-     true},
+     true, 5},
     {"VU", 0xffffd27a, 0xfff0a63a, 0xff231a0e, 0xffb71c1c, 0x60fff1c0, ScaleKind::vu, Face::serifBold, 1,
-     false, true},
+     false, true, 4},
     {"VU", 0xff1e1f22, 0xff0d0d0f, 0xfff2efe6, 0xffff4a3d, 0x00000000, ScaleKind::vu, Face::sans, 2, false,
-     true},
+     true, 2},
     {"VU", 0xffd5ebd8, 0xffb7d8bd, 0xff15261a, 0xffb3261e, 0x00000000, ScaleKind::vu, Face::serif, 1, true,
-     true},
+     true, 1},
     {"VU", 0xffe3f1ff, 0xffaccff5, 0xff0b2454, 0xffd0302a, 0x50ffffff, ScaleKind::vu, Face::sans, 2, false,
-     true},
+     true, 6},
     {"GAIN REDUCTION", 0xfffbfaf6, 0xffe8e6df, 0xff161616, 0xff2058b8, 0x00000000, ScaleKind::reduction,
-     Face::sans, 1, false, false},
+     Face::sans, 1, false, false, 6},
     {"GR", 0xff121212, 0xff050505, 0xffffb238, 0xffffd27a, 0x00000000, ScaleKind::reduction, Face::sansBold,
-     3, false, false},
+     3, false, false, 4},
     {"VU", 0xffe9d8b4, 0xffcdb58a, 0xff2c1d10, 0xff9b2a1a, 0x00000000, ScaleKind::vu, Face::serif, 2, true,
-     true},
+     true, 1},
     {"dB", 0xffffffff, 0xffeef1f5, 0xff1d2533, 0xff1e6fd9, 0x00000000, ScaleKind::decibel, Face::sans, 1,
-     false, true},
+     false, true, 2},
     {"VU", 0xfff8eccb, 0xffeed29b, 0xff1a1612, 0xffc9321f, 0x40fff6d8, ScaleKind::vu, Face::serifBold, 2,
-     true, true},
+     true, true, 5},
     {"GR", 0xff07160b, 0xff020803, 0xff6dff8e, 0xffc8ffd2, 0x1840ff70, ScaleKind::reduction, Face::sans, 1,
-     false, false},
+     false, false, 6},
     {"VU", 0xfffff0a0, 0xffffe066, 0xff1c1a0a, 0xffd62a1d, 0x00000000, ScaleKind::vu, Face::sansBold, 3,
-     false, true},
+     false, true, 4},
     {"VU", 0xff6d747d, 0xff474d55, 0xfff5f7fa, 0xffff6e5a, 0x00000000, ScaleKind::vu, Face::sans, 1, true,
-     true},
+     true, 6},
     {"VU", 0xfff9f1c8, 0xffeedf9c, 0xff201c10, 0xffc0281e, 0x30ffffff, ScaleKind::vu, Face::serif, 2, true,
-     true},
+     true, 1},
     {"dB", 0xff0c1a33, 0xff050b18, 0xff6fe3ff, 0xffff5a72, 0x1040c0ff, ScaleKind::decibel, Face::sans, 2,
-     false, true},
+     false, true, 2},
     {"VU", 0xfff3e9d7, 0xffe2d2b5, 0xff2a2118, 0xffb3322a, 0x00000000, ScaleKind::vu, Face::serifBold, 1,
-     false, true},
+     false, true, 1},
     {"VU", 0xffffa64d, 0xffe5731c, 0xff1e1208, 0xff8c1208, 0x40ffe0b0, ScaleKind::vu, Face::sansBold, 1,
-     false, true},
+     false, true, 4},
     {"COMP", 0xffe8dcf5, 0xffc7b1e3, 0xff241536, 0xffc4286d, 0x40ffffff, ScaleKind::reduction, Face::sans, 2,
-     false, false},
+     false, false, 6},
     {"dB", 0xfff7f7f7, 0xffdcdcdc, 0xff0e0e0e, 0xffd81b1b, 0x00000000, ScaleKind::decibel, Face::sansBold, 3,
-     false, true},
+     false, true, 2},
     {"VU", 0xff2a1c12, 0xff150d07, 0xffffc46b, 0xffff5a36, 0x18ff9a40, ScaleKind::vu, Face::serif, 2, true,
-     true},
+     true, 5},
     {"GR", 0xff2b2e33, 0xff1a1c20, 0xffe7e9ec, 0xffe7e9ec, 0x00000000, ScaleKind::reduction, Face::sans, 1,
-     false, false},
+     false, false, 2},
 };
 
 struct Mark
@@ -215,6 +218,27 @@ void paintTitles(juce::Graphics& g, const FaceStyle& s, int meter)
     }
 }
 
+void paintExtras(juce::Graphics& g, const FaceStyle& s)
+{
+    using namespace Layout;
+    if (s.extras & border)
+    {
+        g.setColour(juce::Colour(s.ink).withAlpha(0.45f));
+        g.drawRoundedRectangle(juce::Rectangle<float>(faceX, faceY, faceW, faceH).reduced(3.5f), 3.0f, 0.35f);
+    }
+    if (s.extras & screws)
+        for (float x : {faceX + 8.0f, faceX + faceW - 8.0f})
+            drawScrew(g, {x, faceY + 67.0f}, 2.3f, x * 0.07f);
+    if (s.extras & unit)
+    {
+        const auto c = pivot();
+        const float end = s.scale == ScaleKind::reduction ? needleAngle(0.0f) : needleAngle(3.0f);
+        const auto at = polar(c, scaleRadius + 2.0f, end + 0.13f);
+        g.setColour(juce::Colour(s.ink).withAlpha(0.8f));
+        g.fillPath(centredText("dB", letteringFont(s.font, 3.8f), at.x, at.y));
+    }
+}
+
 } // namespace
 
 juce::Image paintMeterFace(int meter)
@@ -227,6 +251,7 @@ juce::Image paintMeterFace(int meter)
     paintArcs(g, style);
     paintTicks(g, style);
     paintTitles(g, style, meter);
+    paintExtras(g, style);
     return image;
 }
 
