@@ -21,6 +21,3 @@ public:
     int type;
     GlobalData* global;
 };
-
-// The two lamp pictures, 236 by 236: dark and lit.
-juce::Image makeLampImage(bool lit);

@@ -1,5 +1,7 @@
 #include "PluginProcessor.h"
 
+#include "BinaryData.h"
+
 #include "Broadcast/Broadcast.h"
 #include "Components/MyImageButton.h"
 #include "Debug/Debug.h"
@@ -49,8 +51,10 @@ MorvaneProcessor::MorvaneProcessor()
     pluginCommunication = new PluginCommunication(globalData, settings, safeAndLoad, tcp);
     broadcast = new Broadcast(globalData, settings->deviceCode);
 
-    const auto dark = makeLampImage(false);
-    const auto lit = makeLampImage(true);
+    const auto dark = juce::ImageFileFormat::loadFrom(BinaryData::temp_binary_data_19,
+                                                      (size_t)BinaryData::temp_binary_data_19Size);
+    const auto lit = juce::ImageFileFormat::loadFrom(BinaryData::temp_binary_data_20,
+                                                     (size_t)BinaryData::temp_binary_data_20Size);
 
     safeAndLoad->ReadGuiSettings();
 
