@@ -88,16 +88,34 @@ void drawCell(juce::Graphics& g, const Picture& picture, juce::Rectangle<int> ce
                            (float)cell.getBottom() - 12.0f));
 }
 
+// The front panel and the bezel get three cells of a row, the rest one each.
+int spanOf(const Picture& picture)
+{
+    return picture.image.getWidth() >= 1600 && picture.image.getHeight() < 800 ? 3 : 1;
+}
+
 } // namespace
 
 juce::Image contactSheet(const std::vector<Picture>& pictures)
 {
-    const int rows = ((int)pictures.size() + columns - 1) / columns;
-    auto sheet = blankImage(columns * cellW, rows * cellH);
+    std::vector<juce::Rectangle<int>> cells;
+    int column = 0, row = 0;
+    for (const auto& picture : pictures)
+    {
+        const int span = spanOf(picture);
+        if (column + span > columns)
+        {
+            column = 0;
+            ++row;
+        }
+        cells.push_back({column * cellW, row * cellH, span * cellW, cellH});
+        column += span;
+    }
+    auto sheet = blankImage(columns * cellW, (row + 1) * cellH);
     juce::Graphics g(sheet);
     g.setImageResamplingQuality(juce::Graphics::highResamplingQuality);
     g.fillAll(juce::Colour(0xff202226));
     for (size_t i = 0; i < pictures.size(); ++i)
-        drawCell(g, pictures[i], {(int)(i % columns) * cellW, (int)(i / columns) * cellH, cellW, cellH});
+        drawCell(g, pictures[i], cells[i]);
     return sheet;
 }

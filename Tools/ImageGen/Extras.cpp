@@ -61,19 +61,29 @@ juce::Image paintSadFace()
     return image;
 }
 
+// A rack seen from the front in the dark: brushed units one above the other, with their
+// screws, and the product's name across the lowest.
 juce::Image paintPresetBackground()
 {
     auto image = blankImage(2560, 1600);
     brushedMetal(image, image.getBounds(), juce::Colour(0xff2a2c31), 0.02f, 26);
     juce::Graphics g(image);
+    constexpr float unitHeight = 320.0f;
+    for (float y = unitHeight; y < 1600.0f; y += unitHeight)
+    {
+        g.setColour(juce::Colours::black.withAlpha(0.6f));
+        g.fillRect(0.0f, y - 3.0f, 2560.0f, 6.0f);
+        g.setColour(juce::Colours::white.withAlpha(0.08f));
+        g.fillRect(0.0f, y + 3.0f, 2560.0f, 2.0f);
+    }
+    for (float y = unitHeight * 0.5f; y < 1600.0f; y += unitHeight)
+        for (float x : {60.0f, 2500.0f})
+            drawScrew(g, {x, y}, 22.0f, y * 0.01f);
     g.setGradientFill(juce::ColourGradient(juce::Colours::white.withAlpha(0.10f), 1280.0f, 300.0f,
-                                           juce::Colours::black.withAlpha(0.45f), 0.0f, 1600.0f, true));
+                                           juce::Colours::black.withAlpha(0.5f), 0.0f, 1600.0f, true));
     g.fillAll();
-    auto word = centredText("MORVANE", letteringFont(Face::sansBold, 300.0f, 1.15f), 1500.0f, 1420.0f);
-    engrave(g, word, juce::Colours::white.withAlpha(0.05f), 4.0f);
-    g.setColour(juce::Colours::white.withAlpha(0.06f));
-    for (int x = 0; x < 2560; x += 160)
-        g.fillRect(x, 0, 2, 1600);
+    auto word = centredText("MORVANE", letteringFont(Face::sansBold, 150.0f, 1.2f), 1280.0f, 1440.0f);
+    engrave(g, word, juce::Colours::white.withAlpha(0.07f), 3.0f);
     return image;
 }
 
