@@ -6,6 +6,7 @@
 #include "Components/MyImageButton.h"
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
+#include "KnobMap.h"
 #include "MasterDeviceChecker/MasterDeviceChecker.h"
 #include "PluginCommunication/PluginCommunication.h"
 #include "PluginEditor.h"
@@ -26,18 +27,18 @@ template <typename Condition> void spinWhile(Condition condition, int limitMs)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
+// The slots that take a negative value from the host.
 bool isFreeSignedSlot(int index)
 {
-    return index == 8 || index == 9 || index == 16 || index == 19 || index == 35;
+    return index == KnobMap::lamp || index == KnobMap::inputRight || index == KnobMap::autoGain ||
+           index == KnobMap::meterLeftSlot || index == KnobMap::meterRightSlot;
 }
 
+bool isModeSelector(int knob)
+{
+    return knob == KnobMap::mode || knob == KnobMap::lowerMode;
+}
 } // namespace
-
-const int MorvaneProcessor::knobToRow[knobTotal] = {2,  0,  10, 3,  8,  1,  11, 12, 14, 17, 15, 18, 19, 16,
-                                                    20, 21, 5,  22, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
-                                                    -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
-const int MorvaneProcessor::firstStatusRow[18] = {2,  0,  10, 3,  8,  1,  11, 12, 0,
-                                                  17, 15, 18, 19, 16, 20, 21, 14, 5};
 
 MorvaneProcessor::MorvaneProcessor()
     : AudioProcessor(BusesProperties()
@@ -83,7 +84,23 @@ MorvaneProcessor::~MorvaneProcessor()
     globalData->quitRequested = true;
     alive->store(false);
     stopTimer();
+    endHelpers();
 
+    Debug::DebugLog(0, "Delete broadcaster", __FILE__, __LINE__, settings->productFolder);
+    delete broadcast;
+    Debug::DebugLog(0, "Delete the broadcaster is done", __FILE__, __LINE__, settings->productFolder);
+
+    const std::string folder = settings->productFolder;
+    Debug::DebugLog(0, "Delete globalSettings", __FILE__, __LINE__, folder);
+    // The framework, the coordination and the knobs still read the constant record while
+    // they go, so it is released last of all, behind the blackboard.
+    Debug::DebugLog(0, "Delete globalSettings is done", __FILE__, __LINE__, folder);
+    deleteParts();
+}
+
+// Every thread of the instance, ended and joined (quitRequested is up).
+void MorvaneProcessor::endHelpers()
+{
     spinWhile([this] { return globalData->broadcastRunning.load(); }, 15000);
     spinWhile([this] { return globalData->callHomeRunning.load(); }, 15000);
 
@@ -97,17 +114,10 @@ MorvaneProcessor::~MorvaneProcessor()
     if (receiveThread.joinable())
         receiveThread.join();
     joinFinishedSendThreads(true);
+}
 
-    Debug::DebugLog(0, "Delete broadcaster", __FILE__, __LINE__, settings->productFolder);
-    delete broadcast;
-    Debug::DebugLog(0, "Delete the broadcaster is done", __FILE__, __LINE__, settings->productFolder);
-
-    const std::string folder = settings->productFolder;
-    Debug::DebugLog(0, "Delete globalSettings", __FILE__, __LINE__, folder);
-    // The framework, the coordination and the knobs still read the constant record while
-    // they go, so it is released last of all, behind the blackboard.
-    Debug::DebugLog(0, "Delete globalSettings is done", __FILE__, __LINE__, folder);
-
+void MorvaneProcessor::deleteParts()
+{
     delete pluginCommunication;
     delete lampTop;
     delete lampBottom;
@@ -208,7 +218,7 @@ void MorvaneProcessor::changeProgramName(int, const juce::String&) {}
 
 int MorvaneProcessor::getNumParameters()
 {
-    return 16;
+    return KnobMap::hostParameters;
 }
 
 const juce::String MorvaneProcessor::getParameterName(int index)
@@ -227,19 +237,19 @@ float MorvaneProcessor::getParameter(int index)
 
 const juce::String MorvaneProcessor::getParameterText(int index)
 {
-    if (index >= 0 && index <= 7)
+    if (index >= 0 && index <= KnobMap::lastKnobWithIndexText)
         return juce::String(index);
     return {};
 }
 
 int MorvaneProcessor::getParameterNumSteps(int index)
 {
-    return index == 2 ? 12 : 1;
+    return index == KnobMap::mode ? KnobMap::modePositions : 1;
 }
 
 void MorvaneProcessor::setParameter(int index, float value)
 {
-    if (index == 2 || index < 0 || index >= 40 || !knobsCreated.load())
+    if (index == KnobMap::mode || index < 0 || index >= KnobMap::mailboxSlots || !knobsCreated.load())
         return;
     if (!isFreeSignedSlot(index) && !(value >= 0.0f))
         return;
@@ -279,8 +289,8 @@ void MorvaneProcessor::CreateTheKnobs()
     for (int i = 0; i < knobTotal; ++i)
     {
         auto* knob = new Knob(i);
-        if (i == 2 || i == 19)
-            knob->setRange(0.0, 11.0, 1.0);
+        if (isModeSelector(i))
+            knob->setRange(0.0, KnobMap::lastModePosition, 1.0);
         else
             knob->setRange(0.0, 1.0, 0.01);
         knob->setSliderStyle(juce::Slider::RotaryHorizontalVerticalDrag);
@@ -298,7 +308,7 @@ void MorvaneProcessor::applyKnobSteps()
 {
     const double step = (double)globalData->knobResolution.load() / 10000.0;
     for (int i = 0; i < settings->knobCount; ++i)
-        if (i != 2 && i != 19)
+        if (!isModeSelector(i))
             knobs[i]->setRange(0.0, 1.0, step > 0.0 ? step : 0.0);
 }
 
@@ -326,7 +336,8 @@ void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
         return;
     CreateTheKnobs();
 
-    if (globalData->zeroPreset && KnobDocument::countEmptyKnobs(*xml, settings->knobCount) > 18)
+    if (globalData->zeroPreset &&
+        KnobDocument::countEmptyKnobs(*xml, settings->knobCount) > KnobMap::emptyKnobsOfANullSet)
     {
         restorePending = false;
         return;
@@ -334,38 +345,38 @@ void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
 
     int outOfRange = 0;
     for (auto* child : xml->getChildIterator())
-    {
-        const auto tag = child->getTagName();
-        const auto text = child->getAllSubText();
-        if (tag.equalsIgnoreCase("AutoGain"))
-        {
-            globalData->autoGainValue = text == "1";
-            globalData->autoGainRequest = true;
-        }
-        else if (tag.equalsIgnoreCase("DualMono"))
-        {
-            if (text == "1")
-            {
-                globalData->dualMono = true;
-                globalData->dualMonoEntered = true;
-                globalData->requestChannelMode(true);
-            }
-            else
-            {
-                globalData->requestChannelMode(false);
-            }
-        }
-        else
-        {
-            const int i = KnobDocument::knobOfTag(tag, settings->knobCount);
-            float value = 0.0f;
-            if (i < 0 || !KnobDocument::knobText(*child, value))
-                continue;
-            setParameter(i, value);
-            knobs[i]->setValue(value, juce::sendNotificationAsync);
-            if (value < 0.0f || value > 12.0f)
-                ++outOfRange;
-        }
-    }
+        if (!restoreStateEntry(*child))
+            ++outOfRange;
     restorePending = outOfRange == 0;
+}
+
+// One entry of the host's state; false for a knob value out of every knob's range.
+bool MorvaneProcessor::restoreStateEntry(const juce::XmlElement& child)
+{
+    const auto tag = child.getTagName();
+    const auto text = child.getAllSubText();
+    if (tag.equalsIgnoreCase("AutoGain"))
+    {
+        globalData->autoGainValue = text == "1";
+        globalData->autoGainRequest = true;
+        return true;
+    }
+    if (tag.equalsIgnoreCase("DualMono"))
+    {
+        const bool on = text == "1";
+        if (on)
+        {
+            globalData->dualMono = true;
+            globalData->dualMonoEntered = true;
+        }
+        globalData->requestChannelMode(on);
+        return true;
+    }
+    const int i = KnobDocument::knobOfTag(tag, settings->knobCount);
+    float value = 0.0f;
+    if (i < 0 || !KnobDocument::knobText(child, value))
+        return true;
+    setParameter(i, value);
+    knobs[i]->setValue(value, juce::sendNotificationAsync);
+    return !(value < 0.0f || value > KnobMap::largestKnobValue);
 }

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "Knob.h"
+#include "KnobMap.h"
+#include "StatusDatagram.h"
 
 class Broadcast;
 class GlobalData;
@@ -66,9 +68,10 @@ public:
     // Device protocol.
     int GetDevicePort();
     std::string GetSerialFromDevice();
-    // Status stream: one datagram, and its parser.
+    // Status stream (StatusReceive.cpp): one datagram, and taking it over.
     // True when a datagram was taken and parsed.
     bool PotiRound();
+    // True when the text was a status message: table, mode, needles and clip are taken.
     bool ReadJson(const std::string& text);
 
     // The editor tells the processor when it goes.
@@ -95,30 +98,45 @@ public:
     MyImageButton* getLampTop() const { return lampTop; }
     MyImageButton* getLampBottom() const { return lampBottom; }
 
-    static constexpr int knobTotal = 41;
-    static constexpr int tableRows = 24;
-    static constexpr int tableColumns = 5;
+    static constexpr int knobTotal = KnobMap::knobTotal;
+    static constexpr int tableRows = KnobMap::tableRows;
+    static constexpr int tableColumns = KnobMap::tableColumns;
     // Knob -> device row, -1 where a knob has no row.
-    static const int knobToRow[knobTotal];
-    static const int firstStatusRow[18];
+    static constexpr const auto& knobToRow = KnobMap::knobToRow;
+    static constexpr const auto& firstStatusRow = KnobMap::firstStatusRow;
 
 private:
     friend void delegatorReceiveAndRead(void*);
     friend void delegatorSend(MorvaneProcessor*, std::string);
     friend void delegatorFindDevice(void*);
 
-    // One tick's stages.
+    void endHelpers();
+    void deleteParts();
+
+    // One tick's stages (ProcMain.cpp, ProcPresets.cpp).
+    void connectedStage();
+    void unconnectedStage();
     void presetReadingStage();
     void presetSavingStage();
     // Answers the replace question of a save (ProcPresets.cpp).
     struct SafeCustomPreset_Callback;
     void takeOverNewAddress();
     void firstStatus();
+    void takeKnobFromStatus(int knob, float value);
+    void takeKnobsFromStatus();
+    void takeModeFromStatus();
     void restorePush();
+    std::string restoreUrl();
     void startWatch();
     void takeSnapshot();
     void regularCycle();
+    void sendStep();
+    void brightnessAndBalanceStep();
+    bool restoreStateEntry(const juce::XmlElement& entry);
+    bool loadPresetEntry(const juce::XmlElement& entry);
     void CheckKnobTopicality();
+    void takeHeldKnob(int knob);
+    void takeHostValue(int knob);
     void displaysStep();
     void inputRefreshStep();
     bool lampStep();
@@ -131,6 +149,7 @@ private:
     void startReceiveThread();
     void joinFinishedSendThreads(bool all);
     void readBalance(const std::string& reply);
+    float cell(int row, int column) const;
     float knobFromDevice(int row) const;
     float deviceFromKnob(int knob) const;
     float deviceValueOf(int knob, float knobValue) const;
@@ -145,9 +164,9 @@ private:
     };
     Round awaitStatus();
     void joinReceiveThread();
+    void testConnection();
+    void followDeviceMode(int modeRowValue);
     int rowOfKnob(int knob) const;
-    void readGuiSettings();
-    juce::String currentDocumentText() const;
 
     std::atomic<bool> receiveBusy{false};
     // Raised first thing in the destructor, so that a receive under way ends early.
@@ -170,7 +189,7 @@ private:
     std::atomic<bool> inTimer{false};
     float knobNow[tableRows] = {};
     float knobSent[tableRows] = {};
-    float deviceTable[tableRows][tableColumns] = {};
+    StatusTable deviceTable{};
     float lastLampRow = 0.0f;
     std::atomic<float> meterLeft{0.0f}, meterRight{0.0f};
     float lastMeterLeft = 0.0f, lastMeterRight = 0.0f;

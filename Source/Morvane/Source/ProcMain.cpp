@@ -1,70 +1,25 @@
-// The synchronisation loop and the status stream of the processor.
+// The synchronisation loop of the processor: the 40 ms tick and its stages.
 #include "PluginProcessor.h"
 
-#include "Broadcast/Broadcast.h"
 #include "Components/MyImageButton.h"
-#include "Debug/Debug.h"
-#include "DeviceFinder/DeviceFinder.h"
 #include "GlobalData/GlobalData.h"
-#include "MasterDeviceChecker/MasterDeviceChecker.h"
+#include "KnobMap.h"
 #include "PluginCommunication/PluginCommunication.h"
-#include "SafeAndLoad/SafeAndLoad.h"
 #include "TCPIP/DeviceQueries.h"
 #include "TCPIP/TCPIP.h"
-#include "TCPIP/TCPandIP/SocketIO.h"
 
-#include <arpa/inet.h>
-#include <cerrno>
-#include <climits>
 #include <cmath>
-#include <netinet/in.h>
-#include <sys/socket.h>
+
+using namespace KnobMap;
 
 namespace
 {
 // The last mode row value seen by CheckKnobTopicality, shared by all instances.
 std::atomic<int> lastMode{0};
 
-constexpr int statusRows = 22;
-constexpr int receiveTimeoutMs = 2000;
-constexpr int missesBeforeTest = 11;
 constexpr int restoreRounds = 11;
-
-// atoi without its undefined overflow: leading blanks, a sign, digits; 0 when none.
-int readInt(const std::string& piece)
-{
-    const char* begin = piece.c_str();
-    char* end = nullptr;
-    errno = 0;
-    const long long value = std::strtoll(begin, &end, 10);
-    if (end == begin)
-        return 0;
-    if (errno == ERANGE || value > INT_MAX)
-        return value < 0 ? INT_MIN : INT_MAX;
-    if (value < INT_MIN)
-        return INT_MIN;
-    return (int)value;
-}
-
-// The unit's figures are a few thousand at most. Held to what a float carries exactly, a
-// hostile one still converts back to int wherever the loop needs a whole number.
-constexpr int largestFigure = 1 << 24;
-
-// The needle for a gain reduction of x thousandths of a decibel, in this exact order of
-// float and double steps.
-float needleOf(float x)
-{
-    const float a = x / 1000.0f;
-    const float y = -a;
-    const float t = (float)((double)y / -20.0 + 1.0);
-    const float s = t * t;
-    const float p = s * s * s;
-    const float q = (float)((double)(1.0f - p) + (double)y / 57.0);
-    float n = q * -14.814814567565918f;
-    if (a < -21.0f)
-        n = (float)(((double)a + 21.0) * 1.5 + (double)n);
-    return n;
-}
+constexpr int inputRefreshCycles = 4;
+constexpr int lampHoldCycles = 5;
 
 std::string sendDecimal(double deviceValue)
 {
@@ -79,38 +34,40 @@ void MorvaneProcessor::timerCallback()
     presetReadingStage();
     presetSavingStage();
     inTimer = true;
-
     if (globalData->ipChanged.load())
         takeOverNewAddress();
-
     if (globalData->connected.load())
-    {
-        if (restorePending.load())
-            restorePush();
-        if (synced && statusReceived.load())
-        {
-            if (!receiveBusy.load() && knobsCreated.load() && !restorePending.load())
-                regularCycle();
-        }
-        else if (!restorePending.load())
-        {
-            firstStatus();
-        }
-    }
-
+        connectedStage();
     if (!statusReceived.load())
-    {
-        // The master searches, and so does an instance that no master serves.
-        if (!globalData->connected.load() && pluginCommunication->searchesItself() && !finderStarted)
-        {
-            finderStarted = true;
-            globalData->deviceFinderRunning = 1;
-            findThread = std::thread([this] { delegatorFindDevice(this); });
-        }
-        CreateTheKnobs();
-    }
-
+        unconnectedStage();
     inTimer = false;
+}
+
+void MorvaneProcessor::connectedStage()
+{
+    if (restorePending.load())
+        restorePush();
+    if (synced && statusReceived.load())
+    {
+        if (!receiveBusy.load() && knobsCreated.load() && !restorePending.load())
+            regularCycle();
+    }
+    else if (!restorePending.load())
+    {
+        firstStatus();
+    }
+}
+
+void MorvaneProcessor::unconnectedStage()
+{
+    // The master searches, and so does an instance that no master serves.
+    if (!globalData->connected.load() && pluginCommunication->searchesItself() && !finderStarted)
+    {
+        finderStarted = true;
+        globalData->deviceFinderRunning = 1;
+        findThread = std::thread([this] { delegatorFindDevice(this); });
+    }
+    CreateTheKnobs();
 }
 
 void MorvaneProcessor::takeOverNewAddress()
@@ -127,25 +84,23 @@ void MorvaneProcessor::takeOverNewAddress()
     roundStarted = false;
 }
 
-void MorvaneProcessor::joinReceiveThread()
-{
-    if (receiveThread.joinable())
-        receiveThread.join();
-    receiveBusy = false;
-}
-
 // ---------------------------------------------------------------- conversions
 
 int MorvaneProcessor::rowOfKnob(int knob) const
 {
-    return knob >= 0 && knob < knobTotal ? knobToRow[knob] : -1;
+    return KnobMap::rowOfKnob(knob);
+}
+
+float MorvaneProcessor::cell(int row, int column) const
+{
+    return deviceTable[row][column];
 }
 
 void MorvaneProcessor::computeSlopes()
 {
     for (int r = 0; r < statusRows; ++r)
     {
-        const float span = deviceTable[r][1] - deviceTable[r][2];
+        const float span = cell(r, maximumColumn) - cell(r, minimumColumn);
         // A row whose maximum equals its minimum has no slope; 0 marks it.
         const float s = 1.0f / span;
         slope[r] = std::isfinite(s) ? s : 0.0f;
@@ -156,13 +111,13 @@ float MorvaneProcessor::knobFromDevice(int row) const
 {
     if (row < 0 || row >= tableRows || slope[row] == 0.0f)
         return 0.0f;
-    const float v = (deviceTable[row][0] - deviceTable[row][2]) * slope[row];
+    const float v = (cell(row, valueColumn) - cell(row, minimumColumn)) * slope[row];
     return std::isfinite(v) ? v : 0.0f;
 }
 
 float MorvaneProcessor::modeForDevice() const
 {
-    return knobNow[2] + (globalData->dualMono.load() ? 12.0f : 0.0f);
+    return knobNow[mode] + (globalData->dualMono.load() ? (float)dualMonoOffset : 0.0f);
 }
 
 // The device value of a knob in this cycle. Integers the knob denotes come back as those
@@ -174,16 +129,16 @@ float MorvaneProcessor::deviceFromKnob(int knob) const
 
 float MorvaneProcessor::deviceValueOf(int knob, float knobValue) const
 {
-    if (knob == 2)
+    if (knob == mode)
         return modeForDevice();
-    if (knob == 17)
+    if (knob == highGain)
         return knobValue;
     const int row = rowOfKnob(knob);
-    if (row == 5)
-        return globalData->autoGainValue.load() ? 255.0f : 0.0f;
+    if (row == autoGainRow)
+        return globalData->autoGainValue.load() ? autoGainOn : autoGainOff;
     if (row < 0 || row >= tableRows)
         return 0.0f;
-    const double minimum = deviceTable[row][2];
+    const double minimum = cell(row, minimumColumn);
     if (slope[row] == 0.0f)
         return (float)minimum;
     double value = (double)knobValue / (double)slope[row] + minimum;
@@ -198,7 +153,7 @@ float MorvaneProcessor::deviceValueOf(int knob, float knobValue) const
 // Two values of a continuous knob that give the same request text: the unit already has it.
 bool MorvaneProcessor::sameOnTheWire(int knob, float a, float b) const
 {
-    if (knob == 2 || knob == 8 || knob == 16 || knob == 17)
+    if (knob == mode || knob == lamp || knob == autoGain || knob == highGain)
         return false;
     const float x = deviceValueOf(knob, a), y = deviceValueOf(knob, b);
     return sendDecimal(x) == sendDecimal(y) && (int)x == (int)y;
@@ -217,58 +172,51 @@ void MorvaneProcessor::firstStatus()
 
     computeSlopes();
     const juce::MessageManagerLock lock;
-
-    auto takeOver = [this](int knob, float v)
-    {
-        knobs[knob]->setValue(v, juce::sendNotificationAsync);
-        const float held = (float)knobs[knob]->getValue();
-        globalData->hostValue[knob] = v;
-        globalData->hostChanged[knob] = true;
-        knobNow[knob] = knobSent[knob] = held;
-    };
-    takeOver(0, knobFromDevice(2));
-    takeOver(1, knobFromDevice(0));
-    for (int knob = 3; knob <= 17; ++knob)
-        takeOver(knob, knobFromDevice(firstStatusRow[knob]));
-
-    int m = (int)deviceTable[10][0];
-    globalData->requestChannelMode(m >= 12);
-    if (m >= 12)
-        m -= 12;
-    knobs[2]->setValue(m, juce::sendNotificationAsync);
-    globalData->hostChanged[2] = true;
-    globalData->hostValue[2] = (float)m;
-    knobNow[2] = knobSent[2] = (float)knobs[2]->getValue();
-    followChannelMode();
+    takeKnobsFromStatus();
+    takeModeFromStatus();
 
     const auto balanceReply = tcp->Fetch("/balance", true);
     if (balanceReply.code == 1)
         readBalance(balanceReply.text);
 
-    globalData->autoGainValue = deviceTable[5][0] == 255.0f;
+    globalData->autoGainValue = cell(autoGainRow, valueColumn) == autoGainOn;
     globalData->autoGainRequest = true;
-    globalData->highGainValue = deviceTable[22][0] == 1.0f;
+    globalData->highGainValue = cell(highGainRow, valueColumn) == 1.0f;
     globalData->highGainRequest = true;
-    globalData->meterMode = (int)deviceTable[6][0];
+    globalData->meterMode = (int)cell(meterModeRow, valueColumn);
     globalData->meterModeChanged = true;
     synced = true;
 
     startWatch();
 }
 
-// The waits for a status message of First status and the Restore push run on the receive
-// thread, as the regular cycle's do: the message thread (the host's) is never held by them.
-MorvaneProcessor::Round MorvaneProcessor::awaitStatus()
+void MorvaneProcessor::takeKnobFromStatus(int knob, float value)
 {
-    if (receiveBusy.load())
-        return Round::underWay;
-    joinReceiveThread();
-    if (roundParsed.exchange(false))
-        return Round::parsed;
-    const bool first = !roundStarted;
-    roundStarted = true;
-    startReceiveThread();
-    return first ? Round::underWay : Round::empty;
+    knobs[knob]->setValue(value, juce::sendNotificationAsync);
+    const float held = (float)knobs[knob]->getValue();
+    globalData->hostValue[knob] = value;
+    globalData->hostChanged[knob] = true;
+    knobNow[knob] = knobSent[knob] = held;
+}
+
+void MorvaneProcessor::takeKnobsFromStatus()
+{
+    takeKnobFromStatus(inputLeft, knobFromDevice(inputLeftRow));
+    takeKnobFromStatus(attackLeft, knobFromDevice(attackLeftRow));
+    for (int knob = firstStatusFirstKnob; knob <= firstStatusLastKnob; ++knob)
+        takeKnobFromStatus(knob, knobFromDevice(firstStatusRow[knob]));
+}
+
+void MorvaneProcessor::takeModeFromStatus()
+{
+    const int raw = (int)cell(modeRow, valueColumn);
+    globalData->requestChannelMode(raw >= dualMonoOffset);
+    const int m = positionOfModeRow(raw);
+    knobs[mode]->setValue(m, juce::sendNotificationAsync);
+    globalData->hostChanged[mode] = true;
+    globalData->hostValue[mode] = (float)m;
+    knobNow[mode] = knobSent[mode] = (float)knobs[mode]->getValue();
+    followChannelMode();
 }
 
 void MorvaneProcessor::restorePush()
@@ -289,20 +237,12 @@ void MorvaneProcessor::restorePush()
     }
 
     computeSlopes();
-    slope[5] = 1.0f;
+    slope[autoGainRow] = 1.0f;
 
     globalData->sending = true;
-    std::string url = "/knob?" + IntInString(rowOfKnob(0)) + "/" + sendDecimal(deviceFromKnob(0));
-    knobSent[0] = knobNow[0];
-    for (int knob = 1; knob <= 16; ++knob)
-    {
-        url += "/" + IntInString(rowOfKnob(knob)) + "/" + IntInString((int)deviceFromKnob(knob));
-        knobSent[knob] = knobNow[knob];
-    }
-    globalData->meterMode = (int)deviceTable[6][0];
+    sendUrl = restoreUrl();
+    globalData->meterMode = (int)cell(meterModeRow, valueColumn);
     globalData->meterModeChanged = true;
-
-    sendUrl = url;
     restorePending = false;
     tcp->GetSite(sendUrl, true);
     globalData->sending = false;
@@ -311,20 +251,24 @@ void MorvaneProcessor::restorePush()
     startWatch();
 }
 
-void MorvaneProcessor::startWatch()
+// Every knob the unit compares, the first with its decimals, the others as whole numbers.
+std::string MorvaneProcessor::restoreUrl()
 {
-    if (!globalData->isMaster.load() || globalData->masterCheckerStarted.load())
-        return;
-    globalData->masterCheckerStarted = true;
-    masterDeviceChecker = new MasterDeviceChecker(globalData, broadcast, settings);
-    if (globalData->deviceCheckIdle.load())
-        masterDeviceChecker->startCheck();
+    std::string url =
+        "/knob?" + IntInString(rowOfKnob(inputLeft)) + "/" + sendDecimal(deviceFromKnob(inputLeft));
+    knobSent[inputLeft] = knobNow[inputLeft];
+    for (int knob = inputLeft + 1; knob <= lastComparedKnob; ++knob)
+    {
+        url += "/" + IntInString(rowOfKnob(knob)) + "/" + IntInString((int)deviceFromKnob(knob));
+        knobSent[knob] = knobNow[knob];
+    }
+    return url;
 }
 
 void MorvaneProcessor::takeSnapshot()
 {
     for (int i = 0; i < settings->knobCount && i < tableRows; ++i)
-        if (i != 8 && i != 19)
+        if (i != lamp && i != lowerMode)
             knobNow[i] = (float)knobs[i]->getValue();
 }
 
@@ -350,24 +294,35 @@ void MorvaneProcessor::regularCycle()
 
     displaysStep();
     computeSlopes();
-    slope[5] = 1.0f;
+    slope[autoGainRow] = 1.0f;
     CheckKnobTopicality();
     inputRefreshStep();
     lampStep();
     gainStep();
     channelModeStep();
+    sendStep();
+    brightnessAndBalanceStep();
 
-    if (changedCount > 0)
-    {
-        globalData->sending = true;
-        sendUrl = formUrl();
-        restorePending = false;
-        startSendThread(sendUrl);
-        globalData->sending = false;
-    }
+    startReceiveThread();
+}
 
+void MorvaneProcessor::sendStep()
+{
+    if (changedCount == 0)
+        return;
+    globalData->sending = true;
+    sendUrl = formUrl();
+    restorePending = false;
+    startSendThread(sendUrl);
+    globalData->sending = false;
+}
+
+void MorvaneProcessor::brightnessAndBalanceStep()
+{
     if (globalData->brightnessRequest.exchange(false))
-        tcp->GetSite("/knob?7/" + IntInString((int)globalData->brightness.load()), true);
+        tcp->GetSite("/knob?" + IntInString(brightnessRow) + "/" +
+                         IntInString((int)globalData->brightness.load()),
+                     true);
 
     if (globalData->balanceRequest.exchange(false))
     {
@@ -375,12 +330,10 @@ void MorvaneProcessor::regularCycle()
     }
     else
     {
-        globalData->brightness = deviceTable[7][0];
-        globalData->brightnessMax = deviceTable[7][1];
-        globalData->brightnessMin = deviceTable[7][2];
+        globalData->brightness = cell(brightnessRow, valueColumn);
+        globalData->brightnessMax = cell(brightnessRow, maximumColumn);
+        globalData->brightnessMin = cell(brightnessRow, minimumColumn);
     }
-
-    startReceiveThread();
 }
 
 void MorvaneProcessor::displaysStep()
@@ -388,80 +341,89 @@ void MorvaneProcessor::displaysStep()
     const float left = meterLeft.load(), right = meterRight.load();
     if (left != lastMeterLeft)
     {
-        setParameter(19, left);
+        setParameter(meterLeftSlot, left);
         lastMeterLeft = left;
     }
     if (right != lastMeterRight)
     {
-        setParameter(35, right);
+        setParameter(meterRightSlot, right);
         lastMeterRight = right;
     }
     const float clip = (float)clipState.load();
     if (clip != lastClip)
     {
-        globalData->hostValue[20] = clip;
-        globalData->hostChanged[20] = true;
+        globalData->hostValue[clipSlot] = clip;
+        globalData->hostChanged[clipSlot] = true;
         lastClip = clip;
     }
 }
 
 void MorvaneProcessor::CheckKnobTopicality()
 {
-    for (int i = 0; i <= 16; ++i)
+    for (int i = 0; i <= lastComparedKnob; ++i)
     {
-        const int r = knobToRow[i];
-        if (deviceTable[r][4] != 0.0f)
+        if (cell(knobToRow[i], heldColumn) != 0.0f)
         {
-            globalData->deviceHeld[i] = true;
-            float v = 0.0f;
-            if (i == 2)
-            {
-                globalData->modeChanged = true;
-                int m = (int)deviceTable[r][0];
-                if (m != lastMode.load())
-                {
-                    globalData->requestChannelMode(m >= 12);
-                    lastMode = m;
-                    followChannelMode();
-                }
-                v = (float)(m >= 12 ? m - 12 : m);
-            }
-            else
-            {
-                v = knobFromDevice(r);
-            }
-            setParameterNotifyingHost(i, v);
-            knobs[i]->setValue(v, juce::sendNotification);
-            // What the snapshot will read: the knob's own value, so nothing is echoed.
-            knobNow[i] = knobSent[i] = (float)knobs[i]->getValue();
+            takeHeldKnob(i);
             continue;
         }
-
         globalData->deviceHeld[i] = false;
         if (knobNow[i] != knobSent[i])
         {
-            if (i == 8)
+            if (i == lamp)
                 continue;
-            if (i == 2)
+            if (i == mode)
                 globalData->modeChanged = true;
             appendChange(i);
         }
         else if (!editorOpen.load() && globalData->hostChanged[i].exchange(false))
         {
-            knobs[i]->setValue(globalData->hostValue[i].load(), juce::dontSendNotification);
-            const float value = (float)knobs[i]->getValue();
-            // A host value that only repeats what the unit already holds (such as the unit's
-            // own value handed to the host, or that value after a preset's six digits) is
-            // not sent back.
-            if (value != knobSent[i])
-            {
-                const bool news = !sameOnTheWire(i, value, knobSent[i]);
-                knobSent[i] = knobNow[i] = value;
-                if (news)
-                    appendChange(i);
-            }
+            takeHostValue(i);
         }
     }
+}
+
+// A knob the unit's panel holds: the unit's value goes to the host and the knob.
+void MorvaneProcessor::takeHeldKnob(int i)
+{
+    const int r = knobToRow[i];
+    globalData->deviceHeld[i] = true;
+    float v = 0.0f;
+    if (i == mode)
+    {
+        globalData->modeChanged = true;
+        const int m = (int)cell(r, valueColumn);
+        if (m != lastMode.load())
+        {
+            globalData->requestChannelMode(m >= dualMonoOffset);
+            lastMode = m;
+            followChannelMode();
+        }
+        v = (float)positionOfModeRow(m);
+    }
+    else
+    {
+        v = knobFromDevice(r);
+    }
+    setParameterNotifyingHost(i, v);
+    knobs[i]->setValue(v, juce::sendNotification);
+    // What the snapshot will read: the knob's own value, so nothing is echoed.
+    knobNow[i] = knobSent[i] = (float)knobs[i]->getValue();
+}
+
+// With no editor open, a host value goes to the knob and, when it is news, to the unit.
+void MorvaneProcessor::takeHostValue(int i)
+{
+    knobs[i]->setValue(globalData->hostValue[i].load(), juce::dontSendNotification);
+    const float value = (float)knobs[i]->getValue();
+    // A host value that only repeats what the unit already holds (such as the unit's own
+    // value handed to the host, or that value after a preset's six digits) is not sent back.
+    if (value == knobSent[i])
+        return;
+    const bool news = !sameOnTheWire(i, value, knobSent[i]);
+    knobSent[i] = knobNow[i] = value;
+    if (news)
+        appendChange(i);
 }
 
 void MorvaneProcessor::inputRefreshStep()
@@ -469,10 +431,10 @@ void MorvaneProcessor::inputRefreshStep()
     if (inputRefreshCounter <= 0)
         return;
     const int before = inputRefreshCounter++;
-    if (before >= 4)
+    if (before >= inputRefreshCycles)
     {
-        setParameterNotifyingHost(0, knobFromDevice(2));
-        setParameterNotifyingHost(9, knobFromDevice(17));
+        setParameterNotifyingHost(inputLeft, knobFromDevice(inputLeftRow));
+        setParameterNotifyingHost(inputRight, knobFromDevice(inputRightRow));
         inputRefreshCounter = 0;
     }
 }
@@ -481,23 +443,23 @@ bool MorvaneProcessor::lampStep()
 {
     if (globalData->lampChanged.exchange(false) && lampHold == 0)
     {
-        appendChange(8);
-        knobNow[8] = (float)globalData->lampValue.load();
+        appendChange(lamp);
+        knobNow[lamp] = (float)globalData->lampValue.load();
         lampHold = 1;
         return true;
     }
-    if (lampHold >= 5)
+    if (lampHold >= lampHoldCycles)
         lampHold = 0;
     else if (lampHold >= 1)
         ++lampHold;
-    else if (deviceTable[14][0] != lastLampRow && !globalData->sending.load())
+    else if (cell(lampRow, valueColumn) != lastLampRow && !globalData->sending.load())
     {
-        const int state = (int)deviceTable[14][0];
+        const int state = (int)cell(lampRow, valueColumn);
         lampTop->imageButtonState = state;
         lampBottom->imageButtonState = state;
         lampTop->repaint();
         lampBottom->repaint();
-        lastLampRow = deviceTable[14][0];
+        lastLampRow = cell(lampRow, valueColumn);
     }
     return false;
 }
@@ -509,14 +471,14 @@ void MorvaneProcessor::gainStep()
         // Row 5 goes out as 255 or 0; the knob takes the same state so that the next
         // snapshot agrees and nothing undoes it.
         const float on = globalData->autoGainValue.load() ? 1.0f : 0.0f;
-        knobs[16]->setValue(on, juce::dontSendNotification);
-        knobNow[16] = (float)knobs[16]->getValue();
-        appendChange(16);
+        knobs[autoGain]->setValue(on, juce::dontSendNotification);
+        knobNow[autoGain] = (float)knobs[autoGain]->getValue();
+        appendChange(autoGain);
     }
     if (globalData->highGainRequest.exchange(false))
     {
-        appendChange(17);
-        knobNow[17] = globalData->highGainValue.load() ? 1.0f : 0.0f;
+        appendChange(highGain);
+        knobNow[highGain] = globalData->highGainValue.load() ? 1.0f : 0.0f;
         inputRefreshCounter = 1;
     }
 }
@@ -524,9 +486,9 @@ void MorvaneProcessor::gainStep()
 void MorvaneProcessor::channelModeStep()
 {
     if (globalData->dualMonoEntered.exchange(false))
-        appendChange(2);
+        appendChange(mode);
     else if (globalData->dualMonoLeft.exchange(false))
-        appendChange(2);
+        appendChange(mode);
 }
 
 // With no editor to act on a mode request, the processor follows the unit itself.
@@ -562,213 +524,4 @@ void MorvaneProcessor::readBalance(const std::string& reply)
     float value = globalData->balance.load();
     if (DeviceQueries::balanceOfReply(reply, value))
         globalData->balance = value;
-}
-
-// ---------------------------------------------------------------- threads
-
-void MorvaneProcessor::startSendThread(const std::string& url)
-{
-    joinFinishedSendThreads(false);
-    SendThread entry;
-    entry.done = std::make_shared<std::atomic<bool>>(false);
-    auto done = entry.done;
-    entry.thread = std::thread(
-        [this, url, done]
-        {
-            delegatorSend(this, url);
-            done->store(true);
-        });
-    sendThreads.push_back(std::move(entry));
-}
-
-void MorvaneProcessor::joinFinishedSendThreads(bool all)
-{
-    for (auto it = sendThreads.begin(); it != sendThreads.end();)
-    {
-        if (all || it->done->load())
-        {
-            if (it->thread.joinable())
-                it->thread.join();
-            it = sendThreads.erase(it);
-        }
-        else
-        {
-            ++it;
-        }
-    }
-}
-
-void MorvaneProcessor::startReceiveThread()
-{
-    if (receiveThread.joinable())
-        receiveThread.join();
-    receiveBusy = true;
-    receiveThread = std::thread([this] { delegatorReceiveAndRead(this); });
-}
-
-void delegatorReceiveAndRead(void* owner)
-{
-    auto* processor = static_cast<MorvaneProcessor*>(owner);
-    processor->roundParsed = processor->PotiRound();
-    processor->receiveBusy = false;
-}
-
-void delegatorSend(MorvaneProcessor* processor, std::string url)
-{
-    const auto& folder = processor->settings->productFolder;
-    Debug::DebugLog(0, "Send Knobs Thread started", __FILE__, __LINE__, folder);
-    processor->globalData->sending = true;
-    processor->tcp->GetSite(url, true);
-    processor->globalData->sending = false;
-    Debug::DebugLog(0, "Send Knobs Thread ended", __FILE__, __LINE__, folder);
-}
-
-void delegatorFindDevice(void* owner)
-{
-    auto* processor = static_cast<MorvaneProcessor*>(owner);
-    auto* global = processor->globalData;
-    const auto folder = processor->settings->productFolder;
-    Debug::DebugLog(0, "Find device Thread started", __FILE__, __LINE__, folder);
-    if (global->quitRequested.load())
-    {
-        global->deviceFinderRunning = 0;
-        return;
-    }
-    global->deviceFinderRunning = 1;
-    runDeviceSearch(processor->settings, processor->tcp, processor->broadcast, global);
-    Debug::DebugLog(0, "Find device Thread done", __FILE__, __LINE__, folder);
-}
-
-// ---------------------------------------------------------------- device protocol
-
-int MorvaneProcessor::GetDevicePort()
-{
-    return DeviceQueries::GetDevicePort(*tcp, settings->productFolder);
-}
-
-std::string MorvaneProcessor::GetSerialFromDevice()
-{
-    return DeviceQueries::GetSerialFromDevice(*tcp, settings->productFolder);
-}
-
-// ---------------------------------------------------------------- status stream
-
-bool MorvaneProcessor::PotiRound()
-{
-    std::string result;
-    {
-        SocketIO::Socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
-        sockaddr_in local{};
-        local.sin_family = AF_INET;
-        local.sin_addr.s_addr = htonl(INADDR_ANY);
-        local.sin_port = htons((uint16_t)globalData->devicePort.load());
-        const int one = 1;
-        if (socket.valid() && ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof(one)) == 0 &&
-            ::bind(socket.get(), reinterpret_cast<sockaddr*>(&local), sizeof(local)) == 0 &&
-            SocketIO::waitFor(socket.get(), false, receiveTimeoutMs, &closing) == SocketIO::Wait::ready)
-        {
-            char buffer[2048] = {};
-            sockaddr_in sender{};
-            socklen_t senderLength = sizeof(sender);
-            const ssize_t n = ::recvfrom(socket.get(), buffer, 2047, MSG_DONTWAIT,
-                                         reinterpret_cast<sockaddr*>(&sender), &senderLength);
-            if (n > 0 && SocketIO::dotted(sender.sin_addr.s_addr) == globalData->deviceIp.get())
-                result.assign(buffer, strnlen(buffer, (size_t)n));
-        }
-    }
-
-    if (!result.empty())
-        return ReadJson(result);
-
-    if (++missedStatus < missesBeforeTest)
-        return false;
-
-    if (tcp->CheckSocketConnection() < 1)
-    {
-        if (editorOpen.load() && globalData->viewState.load() == 4)
-        {
-            globalData->viewState = 5;
-            globalData->viewDirty = true;
-        }
-        globalData->repaintRequest = true;
-        globalData->connected = false;
-    }
-    missedStatus = 0;
-    return false;
-}
-
-bool MorvaneProcessor::ReadJson(const std::string& received)
-{
-    // Gain reduction first: without "comp", a "[" behind it and two numbers the message is
-    // dropped whole, before anything of it is taken.
-    const auto comp = received.find("comp");
-    if (comp == std::string::npos)
-        return false;
-    const auto bracket = received.find('[', comp);
-    if (bracket == std::string::npos)
-        return false;
-    const std::string gain = received.substr(bracket + 1);
-    const auto comma = gain.find(',');
-    if (comma == std::string::npos)
-        return false;
-    float left = 0.0f, right = 0.0f;
-    if (!TextCut::readFloat(gain.substr(0, comma), left) ||
-        !TextCut::readFloat(gain.substr(comma + 1), right))
-        return false;
-
-    std::string text = received;
-    text.erase(0, std::min(text.find('{'), text.size()));
-    const auto q1 = text.find('"');
-    const auto q2 = q1 == std::string::npos ? q1 : text.find('"', q1 + 1);
-    if (q2 != std::string::npos)
-    {
-        text.erase(0, q2 + 1);
-        text.erase(0, std::min(q1, text.size()));
-    }
-    const auto open = text.find("[[");
-    if (open != std::string::npos && open < 2)
-        text.erase(0, 2);
-
-    float table[tableRows][tableColumns] = {};
-    bool rowsEnded = false;
-    for (int r = 0; r < statusRows && !rowsEnded; ++r)
-    {
-        for (int c = 0; c < tableColumns && !rowsEnded; ++c)
-        {
-            const auto next = text.find(',');
-            std::string piece = next == std::string::npos ? text : text.substr(0, next);
-            // "]]" closes the rows: a message with fewer rows leaves the rest at 0.
-            rowsEnded = piece.find("]]") != std::string::npos;
-            const auto close = piece.find(']');
-            if (close != std::string::npos && close > 0)
-                piece.erase(close);
-            table[r][c] = (float)juce::jlimit(-largestFigure, largestFigure, readInt(piece));
-            text.erase(0, next == std::string::npos ? text.size() : std::min(next + 2, text.size()));
-        }
-    }
-
-    for (int r = 0; r < tableRows; ++r)
-        for (int c = 0; c < tableColumns; ++c)
-            deviceTable[r][c] = table[r][c];
-
-    const int raw = (int)deviceTable[10][0];
-    int m = raw >= 12 ? raw - 12 : raw;
-    m = juce::jlimit(0, 11, m);
-    if (m != lastDeviceMode.load())
-    {
-        globalData->modeChanged = true;
-        globalData->deviceMode = m + 1;
-        lastDeviceMode = m;
-    }
-
-    meterLeft = needleOf(left);
-    meterRight = needleOf(right);
-
-    const std::string behind = gain;
-    const auto clip = behind.find("clip");
-    const std::size_t from = clip == std::string::npos ? 5 : clip + 6;
-    clipState = StringInInt(TextCut::tail(behind, from));
-
-    statusReceived = true;
-    return true;
 }

@@ -2,6 +2,7 @@
 #include "PluginProcessor.h"
 
 #include "GlobalData/GlobalData.h"
+#include "KnobMap.h"
 #include "Presets/KnobDocument.h"
 #include "Presets/PresetFile.h"
 #include "Presets/ReplaceQuestion.h"
@@ -66,42 +67,46 @@ void MorvaneProcessor::presetReadingStage()
     if (document == nullptr)
         return;
     CreateTheKnobs();
-    const int knobCount = settings->knobCount;
     // Nearly all knobs at zero is what an empty preset looks like: keep what we have.
-    if (globalData->zeroPreset && KnobDocument::countEmptyKnobs(*document, knobCount) > 18)
+    if (globalData->zeroPreset &&
+        KnobDocument::countEmptyKnobs(*document, settings->knobCount) > KnobMap::emptyKnobsOfANullSet)
         return;
 
     int outOfRange = 0;
     for (auto* child : document->getChildIterator())
-    {
-        const auto tag = child->getTagName();
-        if (tag.equalsIgnoreCase("AutoGain"))
-        {
-            applyAutoGain(*globalData, child->getAllSubText());
-            continue;
-        }
-        if (tag.equalsIgnoreCase("DualMono"))
-        {
-            applyDualMono(*globalData, child->getAllSubText());
-            continue;
-        }
-        const int i = KnobDocument::knobOfTag(tag, knobCount);
-        if (i < 0)
-            continue;
-        float value = 0.0f;
-        if (!KnobDocument::knobText(*child, value))
-        {
-            // A knob without a value: the set is incomplete and must not go out whole.
-            restorePending = false;
-            continue;
-        }
-        setParameter(i, value);
-        knobs[i]->setValue(value, juce::sendNotificationAsync);
-        if (value < 0.0f || value > 12.0f)
+        if (!loadPresetEntry(*child))
             ++outOfRange;
-    }
     if (outOfRange != 0)
         restorePending = false;
+}
+
+// One entry of a preset; false for a knob value out of every knob's range.
+bool MorvaneProcessor::loadPresetEntry(const juce::XmlElement& child)
+{
+    const auto tag = child.getTagName();
+    if (tag.equalsIgnoreCase("AutoGain"))
+    {
+        applyAutoGain(*globalData, child.getAllSubText());
+        return true;
+    }
+    if (tag.equalsIgnoreCase("DualMono"))
+    {
+        applyDualMono(*globalData, child.getAllSubText());
+        return true;
+    }
+    const int i = KnobDocument::knobOfTag(tag, settings->knobCount);
+    if (i < 0)
+        return true;
+    float value = 0.0f;
+    if (!KnobDocument::knobText(child, value))
+    {
+        // A knob without a value: the set is incomplete and must not go out whole.
+        restorePending = false;
+        return true;
+    }
+    setParameter(i, value);
+    knobs[i]->setValue(value, juce::sendNotificationAsync);
+    return !(value < 0.0f || value > KnobMap::largestKnobValue);
 }
 
 void MorvaneProcessor::presetSavingStage()
