@@ -89,6 +89,8 @@ public:
     std::atomic<int> frameInterval{33};
     std::atomic<bool> fpsChanged{false};
     std::atomic<bool> checkMac{false};
+    // The big knob strip stands in knobImage: later editors take it from there.
+    std::atomic<bool> knobImageLoaded{false};
 
     // Parameter mailbox: slots 0 to 15 mirror the host parameters; 19, 35 and 20 carry the
     // needles and the clip word to the editor.

@@ -12,6 +12,22 @@ public:
     void startedDragging() override { dragging = true; }
     void stoppedDragging() override { dragging = false; }
 
+    // Arrow keys move a focused knob by a hundredth of its range, or by its step where
+    // that is coarser (the mode switches), whatever fine step "Poti resolution" set.
+    bool keyPressed(const juce::KeyPress& key) override
+    {
+        if (key.getModifiers().isAnyModifierKeyDown())
+            return false;
+        const double step = juce::jmax(getInterval(), (getMaximum() - getMinimum()) / 100.0);
+        if (key == juce::KeyPress::rightKey || key == juce::KeyPress::upKey)
+            setValue(getValue() + step, juce::sendNotificationSync);
+        else if (key == juce::KeyPress::leftKey || key == juce::KeyPress::downKey)
+            setValue(getValue() - step, juce::sendNotificationSync);
+        else
+            return false;
+        return true;
+    }
+
     bool dragging = false;
     int index;
 };

@@ -1,47 +1,192 @@
 #pragma once
 
+#include "EditorPictures.h"
+#include "EditorWorker.h"
 #include "PluginProcessor.h"
+
+#include "Components/ImageHolders.h"
+#include "Components/ManuelOverWriteBtn.h"
+#include "Components/MeterNadel.h"
+#include "GlobalData/Settings.h"
+#include "Ground/SharedText.h"
+#include "LookAndFeel/CLookAndFeel.h"
+#include "LookAndFeel/LookAndFeelSlider.h"
+#include "Presets/PresetMain.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <array>
+#include <atomic>
+#include <memory>
+#include <thread>
+
 class GlobalData;
-struct Settings;
 class Broadcast;
 class TCPIP;
 class SafeAndLoad;
 class MyImageButton;
+class CallHome;
 
-// The window: the processor's knobs and lamp buttons on a plain panel, a status line, and
-// the tick that mirrors host values onto the knobs and knob moves to the host.
-class MorvaneEditor : public juce::AudioProcessorEditor, private juce::Timer, private juce::Slider::Listener
+// The window: a picture of the unit's front panel whose knobs move with the real ones.
+// It owns no knob: the processor's knobs and lamp buttons are re-parented into each new
+// editor. Its timer is the window's only driver; it learns of everything by flags.
+class MorvaneEditor : public juce::AudioProcessorEditor,
+                      public juce::Timer,
+                      public juce::Slider::Listener,
+                      public juce::Button::Listener
 {
 public:
-    MorvaneEditor(MorvaneProcessor& processor, GlobalData* global, Settings* settings, Broadcast* broadcast,
-                  Knob** knobs, TCPIP* tcp, SafeAndLoad* safeAndLoad, MyImageButton* lampTop,
-                  MyImageButton* lampBottom);
+    MorvaneEditor(MorvaneProcessor& processor, GlobalData* global, GlobalSettings* settings,
+                  Broadcast* broadcast, Knob** knobs, TCPIP* tcp, SafeAndLoad* safeAndLoad,
+                  MyImageButton* lampTop, MyImageButton* lampBottom);
     ~MorvaneEditor() override;
 
     void paint(juce::Graphics&) override;
     void resized() override;
-
-    // The status line as it is shown now.
-    juce::String statusText() const;
-
-private:
     void timerCallback() override;
     void sliderValueChanged(juce::Slider* slider) override;
-    void mirrorHostValues();
-    void followModeRequests();
-    bool shown(int knob) const;
+    void buttonClicked(juce::Button* button) override;
 
-    MorvaneProcessor& processor;
-    GlobalData* global;
-    Settings* settings;
+    // Decodes the pictures (on imagesThread); the tick hands them to the components.
+    void LoadImages();
+    void CheckMeter();
+    void CheckMac();
+    // The choice alerts raised by searches; served by the alerts' own unit.
+    void checkAlert();
+
+    // The view: 0 loading, 2 searching, 4 stereo, 5 IP page, 30 presets, 80 dual mono.
+    int getRuntime() const { return runtime; }
+    bool isLoadingImages() const { return loadingImages.load(); }
+
+    static constexpr int panelKnobs = 20;
+    static constexpr int faceCount = 22;
+    static constexpr int stripCount = 11;
+
+    // The children, public for the menus, the alerts and the tests.
+    Knob splashKnob{50};
+    MeterImages sadFace;
+    std::array<MeterImages, faceCount> meterFacesTop, meterFacesBottom;
+    MeterImages infoPageTop, infoPageBottom;
+    std::array<Modi, stripCount> modeStripsTop, modeStripsBottom;
+    std::unique_ptr<Rahmen> frameTop, frameBottom, frameBack;
+    std::array<std::unique_ptr<ManuelOverWriteBtn>, panelKnobs> overrideMarks;
+    std::array<juce::Label, 5> statusLabels;
+    std::array<juce::TextEditor, 4> ipEditors;
+    std::array<juce::Label, 4> ipLabelsTop, ipLabelsBottom;
+    std::array<juce::Label, 6> macLabelsTop, macLabelsBottom;
+    juce::TextButton btnPresets{"new button"}, btnHome{"new button"}, btnDualMono{"DualMono"},
+        btnStereo{"Stereo"}, btnIpOk{"Ok"};
+    MeterNadel needleTop, needleBottom;
+    MeterNadelSchatten needleShadowTop, needleShadowBottom;
+    std::unique_ptr<ImageClippingLed> ledInRedTop, ledOutRedTop, ledInAmberTop, ledOutAmberTop;
+    std::unique_ptr<ImageClippingLed> ledInRedBottom, ledOutRedBottom, ledInAmberBottom, ledOutAmberBottom;
+    std::unique_ptr<PresetMain> presetMain;
+
     Knob** knobs;
+    GlobalSettings* settings;
+    GlobalData* global;
+    Broadcast* broadcast;
+    TCPIP* tcp;
     MyImageButton* lampTop;
     MyImageButton* lampBottom;
-    juce::Label status;
-    juce::Label names[20];
+
+private:
+    // Construction, in its order.
+    void createSplash();
+    void createPictureHolders();
+    void createLabels();
+    void createButtons();
+    void addPanelParts();
+    void addKnobs();
+    void styleIpLabel(juce::Label& label, const juce::String& text);
+    void styleButton(juce::TextButton& button, const juce::String& text, juce::uint32 onColour);
+
+    // Layout.
+    int k(int length) const;
+    void layoutKnobs();
+    void layoutDisplays();
+    void layoutButtons();
+    void layoutLamps();
+    void layoutIpPage();
+    void scaleChildren();
+
+    // The tick.
+    bool finishLoading();
+    void takeOutsideView();
+    void serveSettingsFlags();
+    void updateModeStrips();
+    void searchStep();
+    void stereoStep();
+    void dualMonoStep();
+    void enterDualMono(bool copyMode);
+    void leaveDualMono();
+    void serveChannelRequests(bool copyMode);
+    void resolutionStep();
+    void knobStep(int i, bool dual);
+    void setView(int view);
+
+    // The views.
+    void applyView();
+    void showDisplay(bool top, bool shown);
+    void restack(bool top);
+    void drawPanel(juce::Graphics& g);
+    std::array<ImageClippingLed*, 4> lampsOf(bool top) const;
+    std::array<ImageClippingLed*, 8> allLamps() const;
+
+    // The pictures.
+    void installPictures();
+    void installKnobLooks();
+    void prepareMeterKnob();
+
+    // The meter.
+    void stereoMeterStep();
+    void dualMonoMeterStep();
+    void clipStep(bool dual);
+    void setLamp(ImageClippingLed& lamp, bool on, bool& last, bool toFront, bool force);
+
+    // The buttons.
+    void presetsClicked();
+    void homeClicked();
+    void stereoClicked();
+    void dualMonoClicked();
+    void ipOkClicked();
+    void startEditorSearch();
+
+    MorvaneProcessor& processor;
+
+    int runtime = 0;
+    int oldRuntime = -1;
+    bool viewDirty = false;
+    std::atomic<bool> closing{false};
+    std::atomic<bool> loadingImages{false};
+    std::atomic<bool> imagesDecoded{false};
+    float splashPosition = 0.0f;
+    float lastModeR = 99.0f;
+
+    // Lamp states of the stereo step (input, output: red, amber) and of the dual-mono step.
+    std::array<bool, 4> actClipStereo{}, lastClipStereo{};
+    std::array<bool, 8> actClipDual{}, lastClipDual{};
+    int clipStepWasDual = -1;
+
+    std::unique_ptr<juce::LookAndFeel_V3> alertLook;
+    CLookAndFeel buttonLook;
+    std::unique_ptr<LookAndFeelSlider> splashLook, knobLookBig, knobLookSmall;
+    juce::Image splashImage, knobImageBig, knobImageSmall;
+
+    // The pictures of this editor, decoded on imagesThread and shared within the process.
+    std::shared_ptr<EditorPictures> pictures;
+    DecodedPictures decoded;
+
+    std::unique_ptr<CallHome> callHome;
+    std::thread imagesThread, callHomeThread, finderThread;
+    EditorWorker meterRequest, macRequest;
+    SharedStringList<6> macTexts;
+    std::atomic<bool> macReady{false};
+
+    friend void* asyncImages(void* editor);
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR(MorvaneEditor)
 };
+
+// Entry of imagesThread.
+void* asyncImages(void* editor);

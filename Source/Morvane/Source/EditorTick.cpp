@@ -1,0 +1,178 @@
+// The window's only driver: every tick repaints and walks a fixed list of flags.
+#include "PluginEditor.h"
+
+#include "GlobalData/GlobalData.h"
+
+void MorvaneEditor::timerCallback()
+{
+    repaint();
+    if (loadingImages.load())
+    {
+        if (imagesDecoded.load())
+            installPictures();
+        return;
+    }
+    takeOutsideView();
+    if (global->repaintRequest.exchange(false))
+        repaint();
+    serveSettingsFlags();
+    checkAlert();
+    CheckMeter();
+    if (global->modeChanged.exchange(false))
+        updateModeStrips();
+    if (runtime == 2)
+        searchStep();
+    else if (runtime == 4)
+        stereoStep();
+    else if (runtime == 80)
+        dualMonoStep();
+}
+
+// The status thread moves a stereo window to the IP page when the unit is lost.
+void MorvaneEditor::takeOutsideView()
+{
+    if (!global->viewDirty.exchange(false))
+        return;
+    const int view = global->viewState.load();
+    if (runtime == 4 && view == 5)
+        runtime = view;
+    viewDirty = true;
+}
+
+void MorvaneEditor::serveSettingsFlags()
+{
+    if (global->fpsChanged.exchange(false))
+    {
+        global->safeGuiSettings();
+        stopTimer();
+        startTimer(juce::jmax(1, global->frameInterval.load()));
+    }
+    if (global->resizeRequest.exchange(false))
+        resized();
+}
+
+// A new mode shows at once, without waiting for a change of view.
+void MorvaneEditor::updateModeStrips()
+{
+    const int mode = global->deviceMode.load();
+    const bool dual = global->dualMono.load();
+    for (int i = 1; i <= stripCount; ++i)
+    {
+        modeStripsTop[(size_t)i - 1].setVisible(i == mode);
+        modeStripsBottom[(size_t)i - 1].setVisible(i == mode && dual);
+    }
+}
+
+void MorvaneEditor::searchStep()
+{
+    if (splashPosition < 0.0f || splashPosition >= 1.0f)
+        splashPosition = 0.008f;
+    else
+        splashPosition += 0.008f;
+    splashKnob.setValue(splashPosition, juce::sendNotificationAsync);
+    if (global->deviceFinderBusy.load())
+        return;
+    setView(global->connected.load() ? 4 : 5);
+    global->repaintRequest = true;
+}
+
+void MorvaneEditor::enterDualMono(bool copyMode)
+{
+    global->dualMono = true;
+    global->dualMonoEntered = true;
+    if (copyMode)
+    {
+        knobs[19]->setValue(knobs[2]->getValue(), juce::sendNotificationAsync);
+        knobs[19]->repaint();
+    }
+    setView(80);
+    resized();
+    repaint();
+}
+
+void MorvaneEditor::leaveDualMono()
+{
+    global->repaintRequest = true;
+    setView(4);
+    global->dualMono = false;
+    global->dualMonoLeft = true;
+    resized();
+    repaint();
+}
+
+void MorvaneEditor::serveChannelRequests(bool copyMode)
+{
+    const bool toDual = global->requestDualMono.exchange(false);
+    if (toDual || (copyMode && global->dualMono.load()))
+        enterDualMono(copyMode);
+    if (global->requestStereo.exchange(false))
+        leaveDualMono();
+}
+
+void MorvaneEditor::resolutionStep()
+{
+    if (!global->knobResolutionChanged.exchange(false))
+        return;
+    const double step = (double)global->knobResolution.load() / 10000.0;
+    for (int i = 0; i < panelKnobs; ++i)
+        if (i != 2 && i != 19)
+            knobs[i]->setRange(0.0, 1.0, step);
+}
+
+void MorvaneEditor::stereoStep()
+{
+    serveChannelRequests(true);
+    btnDualMono.setVisible(true);
+    btnStereo.setVisible(false);
+    CheckMac();
+    resolutionStep();
+    CheckMeter();
+    stereoMeterStep();
+    for (int i = 0; i <= 16; ++i)
+        knobStep(i, false);
+    clipStep(false);
+    global->anyHostChange = false;
+}
+
+void MorvaneEditor::dualMonoStep()
+{
+    CheckMac();
+    resolutionStep();
+    CheckMeter();
+    btnDualMono.setVisible(false);
+    btnStereo.setVisible(true);
+    serveChannelRequests(false);
+    // The right mode switch leads the left one in this direction.
+    const float modeR = (float)knobs[19]->getValue();
+    if (modeR != lastModeR)
+    {
+        knobs[2]->setValue(modeR, juce::sendNotificationAsync);
+        lastModeR = modeR;
+    }
+    dualMonoMeterStep();
+    for (int i = 0; i <= 19; ++i)
+        knobStep(i, true);
+    clipStep(true);
+    global->anyHostChange = false;
+}
+
+// A host value reaches a knob without notification, and never one under the user's hand.
+void MorvaneEditor::knobStep(int i, bool dual)
+{
+    if (dual && i == 19)
+    {
+        if (global->hostChanged[19].exchange(false) && !knobs[19]->dragging && knobs[2]->getValue() != 11.0)
+        {
+            const float value = global->hostValue[19].load();
+            Needle::turn(needleBottom, global->guiSize.load(), value);
+            Needle::turn(needleShadowBottom, global->guiSize.load(), value);
+        }
+        return;
+    }
+    if (global->hostChanged[i].exchange(false) && !knobs[i]->dragging)
+        knobs[i]->setValue(global->hostValue[i].load(), juce::dontSendNotification);
+    if (i == 8 && !dual)
+        knobs[8]->setValue(global->hostValue[8].load(), juce::dontSendNotification);
+    if (i <= 16)
+        overrideMarks[(size_t)i]->setVisible(global->deviceHeld[i].load());
+}
