@@ -124,6 +124,8 @@ void pointer(juce::Graphics& g, float turn)
     const auto place = juce::AffineTransform::rotation(turn).translated(centre);
     g.setColour(juce::Colours::black.withAlpha(0.55f));
     g.fillPath(groove, place.translated(-1.0f, -1.5f));
+    g.setColour(juce::Colours::black.withAlpha(0.3f));
+    g.strokePath(groove, juce::PathStrokeType(2.5f), place);
     g.setColour(juce::Colour(0xfff6f6f6));
     g.fillPath(groove, place);
     juce::Path notch;

@@ -17,6 +17,7 @@ namespace
 enum class Kind
 {
     png,
+    opaquePng, // colour type 2: no alpha at all
     png4bit,
     jpeg
 };
@@ -30,18 +31,18 @@ struct Expected
 std::vector<Expected> expectedPictures()
 {
     std::vector<Expected> all = {
-        {9, 1600, 438, Kind::png},    {42, 1600, 437, Kind::png}, {21, 800, 480, Kind::png},
-        {67, 250, 45000, Kind::png},  {43, 250, 3000, Kind::png}, {44, 300, 45000, Kind::png4bit},
-        {69, 300, 300, Kind::png},    {19, 236, 236, Kind::png},  {20, 236, 236, Kind::png},
-        {26, 2560, 1600, Kind::jpeg}, {28, 230, 80, Kind::png},   {27, 1600, 1600, Kind::png}};
+        {9, 1600, 438, Kind::png},    {42, 1600, 437, Kind::opaquePng}, {21, 800, 480, Kind::opaquePng},
+        {67, 250, 45000, Kind::png},  {43, 250, 3000, Kind::png},       {44, 300, 45000, Kind::png4bit},
+        {69, 300, 300, Kind::png},    {19, 236, 236, Kind::png},        {20, 236, 236, Kind::png},
+        {26, 2560, 1600, Kind::jpeg}, {28, 230, 80, Kind::png},         {27, 1600, 1600, Kind::png}};
     for (int n = 22; n <= 25; ++n)
         all.push_back({n, 72, 45, Kind::png});
     for (int n = 30; n <= 40; ++n)
-        all.push_back({n, 800, 77, Kind::png});
+        all.push_back({n, 800, 77, Kind::opaquePng});
     for (int meter = 1; meter <= 21; ++meter)
     {
-        all.push_back({44 + meter, 800, 480, Kind::png});
-        all.push_back({69 + meter, 200, 120, Kind::png});
+        all.push_back({44 + meter, 800, 480, Kind::opaquePng});
+        all.push_back({69 + meter, 200, 120, Kind::opaquePng});
     }
     return all;
 }
@@ -93,6 +94,7 @@ TEST(BuiltInPictures, EveryPictureIsEmbeddedAtItsSizeAndFormatAndDecodes)
         EXPECT_TRUE(jpeg ? startsWith(r, {0xff, 0xd8, 0xff})
                          : startsWith(r, {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'}));
         EXPECT_EQ(e.kind == Kind::png4bit, !jpeg && pngDepthAndType(r) == std::make_pair(4, 3));
+        EXPECT_EQ(e.kind == Kind::opaquePng, !jpeg && pngDepthAndType(r) == std::make_pair(8, 2));
         const auto image = decoded(e.number);
         ASSERT_TRUE(image.isValid());
         EXPECT_EQ(std::make_pair(image.getWidth(), image.getHeight()), std::make_pair(e.width, e.height));
@@ -201,6 +203,63 @@ TEST(BuiltInPictures, MeterFacesMarkZeroAndMinusTwentyWhereTheNeedlePoints)
             for (float off : {-1.5f, 1.5f})
                 EXPECT_LT(markLength(face, angle + off / 57.29578f), there * 0.5f)
                     << "value " << value << " off " << off;
+        }
+    }
+}
+
+TEST(BuiltInPictures, SmallMetersAreTheFacesReducedInTheSameOrder)
+{
+    for (int meter = 1; meter <= 21; ++meter)
+    {
+        SCOPED_TRACE("meter " + std::to_string(meter));
+        const auto face = decoded(44 + meter), small = decoded(69 + meter);
+        ASSERT_TRUE(face.isValid() && small.isValid());
+        // Each small pixel against the mean of its 4 x 4 block of the face.
+        long worst = 0;
+        for (int y = 0; y < small.getHeight(); y += 7)
+            for (int x = 0; x < small.getWidth(); x += 7)
+            {
+                int sum[3] = {};
+                for (int dy = 0; dy < 4; ++dy)
+                    for (int dx = 0; dx < 4; ++dx)
+                    {
+                        const auto c = face.getPixelAt(4 * x + dx, 4 * y + dy);
+                        sum[0] += c.getRed();
+                        sum[1] += c.getGreen();
+                        sum[2] += c.getBlue();
+                    }
+                const auto c = small.getPixelAt(x, y);
+                worst = std::max<long>(worst, std::abs(sum[0] / 16 - c.getRed()) +
+                                                  std::abs(sum[1] / 16 - c.getGreen()) +
+                                                  std::abs(sum[2] / 16 - c.getBlue()));
+            }
+        EXPECT_LE(worst, 6);
+    }
+}
+
+TEST(BuiltInPictures, ModeStripsLeaveTheClipLampsPlaceWhiteAndDiffer)
+{
+    // The lamps sit at x 434 to 471 of the window, over the strip drawn into 323 to 477.
+    const int from = (434 - 323) * 800 / 154 - 8, to = (471 - 323) * 800 / 154 + 8;
+    for (int n = 30; n <= 40; ++n)
+    {
+        SCOPED_TRACE("strip " + std::to_string(n));
+        const auto strip = decoded(n);
+        ASSERT_TRUE(strip.isValid());
+        int dark = 0;
+        for (int y = 8; y < strip.getHeight(); ++y)
+            for (int x = from; x <= to; ++x)
+                dark += strip.getPixelAt(x, y).getBrightness() < 0.9f;
+        EXPECT_EQ(dark, 0);
+        // Each strip carries its own number and name at the left.
+        if (n > 30)
+        {
+            const auto before = decoded(n - 1);
+            int differing = 0;
+            for (int y = 0; y < strip.getHeight(); ++y)
+                for (int x = 0; x < from; ++x)
+                    differing += before.getPixelAt(x, y) != strip.getPixelAt(x, y);
+            EXPECT_GT(differing, 500);
         }
     }
 }
