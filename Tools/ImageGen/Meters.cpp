@@ -171,8 +171,10 @@ void paintTicks(juce::Graphics& g, const FaceStyle& s)
         juce::Path tick;
         tick.startNewSubPath(polar(c, inner, a));
         tick.lineTo(polar(c, outer, a));
-        g.setColour(juce::Colour(hot ? s.accent : s.ink));
+        // Ticks cross the red band in the print's colour; the numbers beyond 0 are red.
+        g.setColour(juce::Colour(s.ink));
         g.strokePath(tick, juce::PathStrokeType(m.major ? 0.75f : 0.45f));
+        g.setColour(juce::Colour(hot ? s.accent : s.ink));
         if (m.major)
             g.fillPath(centredText(numberOf(s.scale, m.value), font, polar(c, scaleRadius + 9.5f, a).x,
                                    polar(c, scaleRadius + 9.5f, a).y));
