@@ -1,22 +1,15 @@
 #include "TestEnvironment.h"
 
+#include "ProcessorDrive.h"
 #include "StudioNet.h"
 
 #include <gtest/gtest.h>
 #include <juce_events/juce_events.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <net/if.h>
-#include <sched.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <thread>
+#include <memory>
 #include <unistd.h>
 #include <vector>
 
@@ -25,7 +18,7 @@ namespace TestEnvironment
 namespace
 {
 // Every home this run made, removed at its end so that runs leave nothing in /tmp.
-std::vector<std::string> madeHomes;
+std::vector<std::unique_ptr<ProcessorDrive::TemporaryHome>> madeHomes;
 } // namespace
 
 void useFreshHome()
@@ -35,9 +28,6 @@ void useFreshHome()
 
 void removeFreshHome()
 {
-    std::error_code ignored;
-    for (const auto& folder : madeHomes)
-        std::filesystem::remove_all(folder, ignored);
     madeHomes.clear();
 }
 
@@ -49,21 +39,13 @@ std::string home()
 
 std::string newHome()
 {
-    std::string folder = "/tmp/morvane-test-XXXXXX";
-    if (::mkdtemp(folder.data()) == nullptr)
-        folder = "/tmp";
-    else
-        madeHomes.push_back(folder);
-    ::setenv("Home", folder.c_str(), 1);
-    const auto presets = folder + "/presets";
-    ::setenv("MORVANE_PRESET_ROOT", presets.c_str(), 1);
-    return folder;
+    madeHomes.push_back(std::make_unique<ProcessorDrive::TemporaryHome>("test"));
+    return madeHomes.back()->path();
 }
 
 std::string readFile(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return ProcessorDrive::readFile(path);
 }
 
 void writeFile(const std::string& path, const std::string& content)
@@ -74,19 +56,12 @@ void writeFile(const std::string& path, const std::string& content)
 
 void pump(int ms)
 {
-    juce::MessageManager::getInstance()->runDispatchLoopUntil(ms);
+    ProcessorDrive::pump(ms);
 }
 
 bool pumpUntil(const std::function<bool()>& done, int timeoutMs)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (std::chrono::steady_clock::now() < deadline)
-    {
-        if (done())
-            return true;
-        juce::MessageManager::getInstance()->runDispatchLoopUntil(10);
-    }
-    return done();
+    return ProcessorDrive::pumpUntil(done, timeoutMs);
 }
 
 bool canConfigureNetwork()
@@ -125,13 +100,7 @@ bool enterOwnNetwork()
 
 bool inPrivateNetwork()
 {
-    const char* allow = std::getenv("MORVANE_ALLOW_HOST_NETWORK");
-    if (allow != nullptr && std::string(allow) == "1")
-        return true;
-    char own[128] = {}, first[128] = {};
-    const ssize_t a = ::readlink("/proc/self/ns/net", own, sizeof(own) - 1);
-    const ssize_t b = ::readlink("/proc/1/ns/net", first, sizeof(first) - 1);
-    return a > 0 && (b <= 0 || std::string(own) != std::string(first));
+    return ProcessorDrive::inPrivateNetwork();
 }
 
 bool onCi()

@@ -4,6 +4,7 @@
 #include "GlobalData/GlobalData.h"
 #include "Ground/SettingsPaths.h"
 #include "PluginProcessor.h"
+#include "ProcessorDrive.h"
 #include "TCPIP/TCPIP.h"
 
 #include "MorvaneUnit/Unit.h"
@@ -37,27 +38,10 @@ double msSince(Clock::time_point start)
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
+// A look every millisecond: the figures are latencies.
 bool pumpUntil(const std::function<bool()>& done, int timeoutMs)
 {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (Clock::now() < deadline)
-    {
-        if (done())
-            return true;
-        juce::MessageManager::getInstance()->runDispatchLoopUntil(1);
-    }
-    return done();
-}
-
-std::string makeHome()
-{
-    std::string pattern = "/tmp/morvane-bench-XXXXXX";
-    if (::mkdtemp(pattern.data()) != nullptr)
-    {
-        ::setenv("Home", pattern.c_str(), 1);
-        ::setenv("MORVANE_PRESET_ROOT", (pattern + "/presets").c_str(), 1);
-    }
-    return pattern;
+    return ProcessorDrive::pumpUntil(done, timeoutMs, 1);
 }
 
 // Takes a processor to Running against the unit at address.
@@ -106,12 +90,12 @@ public:
 
 struct Rig
 {
+    ProcessorDrive::TemporaryHome home{"bench"};
     std::unique_ptr<morvane::sim::Unit> unit;
     std::unique_ptr<MorvaneProcessor> processor;
 
     Rig()
     {
-        makeHome();
         morvane::sim::UnitConfig config;
         config.address = "127.0.0.2";
         config.statusPort = 7301;
@@ -190,7 +174,7 @@ double cpuSeconds()
 // The unit runs as its own program here, so this process's CPU is the plug-in's alone.
 void IdleConnectedCpu(benchmark::State& state)
 {
-    makeHome();
+    const ProcessorDrive::TemporaryHome home("bench");
     const pid_t child = ::fork();
     if (child == 0)
     {
@@ -229,7 +213,7 @@ void Scale(benchmark::State& state)
         state.SkipWithError(net.error().c_str());
         return;
     }
-    makeHome();
+    const ProcessorDrive::TemporaryHome home("bench");
     // A session that was saved before: instance k remembers unit k, as its folder says.
     for (int k = 1; k <= n; ++k)
     {

@@ -5,6 +5,7 @@
 // machine's own interfaces.
 #include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
+#include "ProcessorDrive.h"
 #include "StudioNet.h"
 #include "TCPIP/TCPIP.h"
 
@@ -34,24 +35,7 @@ void say(const std::string& text)
 
 bool runUntil(const std::function<bool()>& done, int timeoutMs)
 {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (Clock::now() < deadline)
-    {
-        if (done())
-            return true;
-        juce::MessageManager::getInstance()->runDispatchLoopUntil(20);
-    }
-    return done();
-}
-
-std::string freshHome()
-{
-    std::string pattern = "/tmp/morvane-demo-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr)
-        return {};
-    ::setenv("Home", pattern.c_str(), 1);
-    ::setenv("MORVANE_PRESET_ROOT", (pattern + "/presets").c_str(), 1);
-    return pattern;
+    return ProcessorDrive::pumpUntil(done, timeoutMs, 20);
 }
 
 void printParameters(MorvaneProcessor& p)
@@ -74,7 +58,8 @@ int run()
         std::fprintf(stderr, "%s\n", net.error().c_str());
         return 2;
     }
-    const auto home = freshHome();
+    const ProcessorDrive::TemporaryHome temporaryHome("demo");
+    const auto& home = temporaryHome.path();
     say("studio network " + net.hostNamespace() + ": computer " + net.hostAddress() + ", unit " +
         net.unitAddress(1) + "; settings below " + home);
 
@@ -145,7 +130,6 @@ int run()
     say("instance closed in " +
         std::to_string(std::chrono::duration<double>(Clock::now() - closing).count()) + " s");
     unit.stop();
-    std::system(("rm -rf '" + home + "'").c_str());
     return 0;
 }
 } // namespace

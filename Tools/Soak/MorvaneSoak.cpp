@@ -7,9 +7,10 @@
 // (settings files, session state) reads back intact.
 #include "GlobalData/GlobalData.h"
 #include "PluginProcessor.h"
+#include "ProcessorDrive.h"
 #include "SafeAndLoad/SafeAndLoad.h"
+#include "StudioNet.h"
 #include "TCPIP/TCPIP.h"
-#include "TestEnvironment.h"
 
 #include "MorvaneUnit/Faults.h"
 #include "MorvaneUnit/Unit.h"
@@ -115,14 +116,14 @@ long long nowMs()
 void pump(int ms)
 {
     lastControlMs = nowMs();
-    TestEnvironment::pump(ms);
+    ProcessorDrive::pump(ms);
     lastControlMs = nowMs();
 }
 
 bool pumpUntil(const std::function<bool()>& done, int ms)
 {
     lastControlMs = nowMs();
-    const bool result = TestEnvironment::pumpUntil(done, ms);
+    const bool result = ProcessorDrive::pumpUntil(done, ms);
     lastControlMs = nowMs();
     return result;
 }
@@ -279,8 +280,8 @@ private:
         resolutionBefore = global->knobResolution.load();
         global->safeGuiSettings();
         folder = global->settingsFolder.get();
-        ipBefore = TestEnvironment::readFile(folder + "/IP.txt");
-        guiBefore = TestEnvironment::readFile(folder + "/GuiSettings.txt");
+        ipBefore = ProcessorDrive::readFile(folder + "/IP.txt");
+        guiBefore = ProcessorDrive::readFile(folder + "/GuiSettings.txt");
         for (int i = 0; i < 16; ++i)
             witness->setParameterNotifyingHost(i, i == 2 ? 0.0f : 0.05f * (float)(i + 1));
         pump(500);
@@ -387,8 +388,8 @@ private:
 
     void checkFilesAfterFaults()
     {
-        const auto ipAfter = TestEnvironment::readFile(folder + "/IP.txt");
-        const auto guiAfter = TestEnvironment::readFile(folder + "/GuiSettings.txt");
+        const auto ipAfter = ProcessorDrive::readFile(folder + "/IP.txt");
+        const auto guiAfter = ProcessorDrive::readFile(folder + "/GuiSettings.txt");
         if (ipAfter != ipBefore)
             fail("IP.txt changed: \"" + ipBefore + "\" became \"" + ipAfter + "\"");
         if (guiAfter != guiBefore)
@@ -557,14 +558,14 @@ private:
 int main(int argc, char** argv)
 {
     // Instances broadcast on every interface: only in a network of our own.
-    TestEnvironment::enterOwnNetwork();
-    if (!TestEnvironment::inPrivateNetwork())
+    morvane::test::enterOwnNetwork();
+    if (!ProcessorDrive::inPrivateNetwork())
     {
         std::fprintf(stderr,
                      "Refusing to run in the machine's own network namespace: use Tools/private-net.sh\n");
         return 2;
     }
-    TestEnvironment::useFreshHome();
+    const ProcessorDrive::TemporaryHome home("soak");
     int result = 0;
     {
         juce::ScopedJuceInitialiser_GUI framework;
@@ -572,6 +573,5 @@ int main(int argc, char** argv)
         Overrun overrun(seconds);
         result = Soak(seconds, hasFlag(argc, argv, "--shared-units")).run();
     }
-    TestEnvironment::removeFreshHome();
     return result;
 }

@@ -24,9 +24,9 @@ TEST_F(ProcessorDiscovery, WithNoStoredAddressTheMasterFindsItsUnitAndRunsByItse
 
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return global->connected.load() && processor->isRunning(); },
                                            20000));
-    EXPECT_EQ(
-        std::make_tuple(global->deviceFinderBusy.load(), global->deviceIp.get(), global->devicePort.load()),
-        std::make_tuple(false, Studio::address(1), 7001));
+    EXPECT_EQ(global->deviceFinderBusy.load(), false);
+    EXPECT_EQ(global->deviceIp.get(), Studio::address(1));
+    EXPECT_EQ(global->devicePort.load(), 7001);
     EXPECT_EQ(Studio::file(1, "GuiSettings.txt"), defaultGuiSettings(Studio::serial(1)));
     EXPECT_FALSE(juce::File(Studio::folder(2)).exists());
     // First status: the knobs take the unit's values.
@@ -53,9 +53,9 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
     const bool ended = TestEnvironment::pumpUntil([&] { return !global->deviceFinderBusy.load(); }, 15000);
     search.join();
     ASSERT_TRUE(ended);
-    EXPECT_EQ(
-        std::make_tuple(global->connected.load(), global->deviceFinderRunning.load(), global->deviceIp.get()),
-        std::make_tuple(true, 0, Studio::address(1)));
+    EXPECT_EQ(global->connected.load(), true);
+    EXPECT_EQ(global->deviceFinderRunning.load(), 0);
+    EXPECT_EQ(global->deviceIp.get(), Studio::address(1));
     EXPECT_EQ(countLines(Studio::log(), "0:::Find device from Editor started:::"), 1);
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return processor->isRunning(); }, 10000));
     editor.reset();
@@ -72,9 +72,9 @@ TEST_F(ProcessorDiscovery, AnInstanceWaitingForTheUsersAnswerClosesAtOnce)
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return global->alertOneOther.load(); }, 15000));
     TestEnvironment::pump(200);
     // The question is open.
-    EXPECT_EQ(std::make_tuple(global->deviceFinderBusy.load(), global->deviceFinderRunning.load(),
-                              global->connected.load()),
-              std::make_tuple(true, 0, false));
+    EXPECT_EQ(global->deviceFinderBusy.load(), true);
+    EXPECT_EQ(global->deviceFinderRunning.load(), 0);
+    EXPECT_EQ(global->connected.load(), false);
 
     const auto start = std::chrono::steady_clock::now();
     processor.reset();

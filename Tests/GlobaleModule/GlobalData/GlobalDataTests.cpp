@@ -13,8 +13,9 @@ TEST(TextHelpers, NumbersPrintAsATextStreamDoes)
     for (float value : {0.5f, 11.25f, 1e-05f, 512.25f, 1234567.0f, 7.0f, 0.72f})
         printed += FloatInString(value) + " ";
     EXPECT_EQ(printed + IntInString(-42), "0.5 11.25 1e-05 512.25 1.23457e+06 7 0.72 -42");
-    EXPECT_EQ(std::make_tuple(StringInInt("  17abc"), StringInInt("abc"), StringInInt("")),
-              std::make_tuple(17, 0, 0));
+    EXPECT_EQ(StringInInt("  17abc"), 17);
+    EXPECT_EQ(StringInInt("abc"), 0);
+    EXPECT_EQ(StringInInt(""), 0);
 }
 
 TEST(TextCut, NeverReadsPastTheEnd)
@@ -26,9 +27,8 @@ TEST(TextCut, NeverReadsPastTheEnd)
                   TextCut::cutBehind("port", "port", 7, 5) + "|" +
                   TextCut::cutBehind("port\": 80", "port", 7, 5, true),
               "80||");
-    EXPECT_EQ(std::make_pair(TextCut::foundAboveZero("Error 404", "Error 404"),
-                             TextCut::foundAboveZero("xError 404", "Error 404")),
-              std::make_pair(false, true));
+    EXPECT_EQ(TextCut::foundAboveZero("Error 404", "Error 404"), false);
+    EXPECT_EQ(TextCut::foundAboveZero("xError 404", "Error 404"), true);
     float f = 0.0f;
     EXPECT_FALSE(TextCut::readFloat("nan", f));
     EXPECT_FALSE(TextCut::readFloat("inf", f));

@@ -155,9 +155,10 @@ TEST_F(Instances, RolesAndNumbersAndTheLastToCloseClearsTheMailbox)
     {
         auto& box = instanceMailbox();
         std::lock_guard<std::mutex> lock(box.lock);
-        EXPECT_EQ(
-            std::make_tuple(box.pluginCount, box.AllIpCount.load(), box.allIps.get(1), box.IPChange.get(1)),
-            std::make_tuple(0, 0, std::string(), std::string()));
+        EXPECT_EQ(box.pluginCount, 0);
+        EXPECT_EQ(box.AllIpCount.load(), 0);
+        EXPECT_EQ(box.allIps.get(1), std::string());
+        EXPECT_EQ(box.IPChange.get(1), std::string());
         for (int i = 0; i < InstanceMailbox::slotCount; ++i)
             EXPECT_EQ(box.flagMessage[i].load(), 0) << "slot " << i;
     }
@@ -170,9 +171,9 @@ TEST_F(Instances, ASecondUnitIsFreeWithinOneCheckAndANewSlaveTakesItWithoutAQues
     Studio::storeIp(1, Studio::address(1));
     auto* master = open();
     ASSERT_TRUE(ready(master, 1));
-    EXPECT_EQ(std::make_tuple(g(master)->freeIpCount.load(), g(master)->foundIps.get(1),
-                              g(master)->knownNames.get(1)),
-              std::make_tuple(0, Studio::address(1), Studio::serial(1)));
+    EXPECT_EQ(g(master)->freeIpCount.load(), 0);
+    EXPECT_EQ(g(master)->foundIps.get(1), Studio::address(1));
+    EXPECT_EQ(g(master)->knownNames.get(1), Studio::serial(1));
 
     units.push_back(Studio::startUnit(2));
     ASSERT_NE(units.back(), nullptr);
@@ -222,8 +223,8 @@ TEST_F(Instances, SlavesGetTheirStoredUnitsBackInAnyOrder)
         ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return drives(two, 3) && drives(three, 2); }, 30000));
         EXPECT_TRUE(drives(master, 1));
         EXPECT_FALSE(anyAlert(two) || anyAlert(three));
-        EXPECT_EQ(std::make_pair(Studio::file(2, "IP.txt"), Studio::file(3, "IP.txt")),
-                  std::make_pair(Studio::address(3), Studio::address(2)));
+        EXPECT_EQ(Studio::file(2, "IP.txt"), Studio::address(3));
+        EXPECT_EQ(Studio::file(3, "IP.txt"), Studio::address(2));
         close(three);
         close(two);
         close(master);
@@ -240,9 +241,9 @@ TEST_F(Instances, ThreeFreeUnitsAndNothingStoredLeaveTheChoiceToTheUser)
 
     auto* slave = open();
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return g(slave)->alertMoreThenOne.load(); }, 10000));
-    EXPECT_EQ(std::make_tuple(g(slave)->alertOpen.load(), g(slave)->connected.load(),
-                              g(slave)->alertIpCount.load()),
-              std::make_tuple(true, false, 3));
+    EXPECT_EQ(g(slave)->alertOpen.load(), true);
+    EXPECT_EQ(g(slave)->connected.load(), false);
+    EXPECT_EQ(g(slave)->alertIpCount.load(), 3);
     std::set<std::string> offered;
     for (int i = 1; i <= 3; ++i)
         offered.insert(g(slave)->alertIps.get(i));
@@ -281,8 +282,8 @@ TEST_F(Instances, ASlaveStartedBeforeTheFirstCheckStillGetsItsUnit)
     ASSERT_TRUE(logShows("Receive Ip Thread ended", 10000));
     EXPECT_EQ(MasterDeviceChecker::completedChecks(), checksBefore);
     // Nothing was offered yet.
-    EXPECT_EQ(std::make_pair(g(slave)->connected.load(), g(slave)->deviceFinderBusy.load()),
-              std::make_pair(false, true));
+    EXPECT_EQ(g(slave)->connected.load(), false);
+    EXPECT_EQ(g(slave)->deviceFinderBusy.load(), true);
 
     // Whichever unit the master's broadcast took, the slave comes to the other one.
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return drives(master, 1) || drives(master, 2); }, 20000));

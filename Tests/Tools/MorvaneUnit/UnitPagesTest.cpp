@@ -20,8 +20,9 @@ TEST_F(UnitPages, DinfoInfoAndBalanceHoldWhatThePluginCutsOut)
     EXPECT_EQ(body.rfind("{SNR: \"", 0), 0u) << "the serial is the first entry";
     EXPECT_TRUE(std::regex_match(body, std::regex(R"(\{\w+: "[^"]*"(, \w+: "[^"]*")+\})"))) << body;
     const std::string name = cut(page, "dname:", 8, 30);
-    EXPECT_EQ(std::make_tuple(serialIn(page), name.substr(0, name.find('"')), cut(page, "mac:", 6, 17)),
-              std::make_tuple("MORVAN0001"s, "MORVAN0001"s, "02:4d:56:00:00:0b"s));
+    EXPECT_EQ(serialIn(page), "MORVAN0001"s);
+    EXPECT_EQ(name.substr(0, name.find('"')), "MORVAN0001"s);
+    EXPECT_EQ(cut(page, "mac:", 6, 17), "02:4d:56:00:00:0b"s);
 
     const std::string info = text("/info");
     EXPECT_EQ(info.find('{'), info.find("\r\n\r\n") + 4) << "nothing but headers before the message";
