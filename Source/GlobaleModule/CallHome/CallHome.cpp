@@ -1,5 +1,6 @@
 #include "CallHome/CallHome.h"
 
+#include "Ground/AtomicFile.h"
 #include "CallHome/UpdateServer.h"
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
@@ -93,9 +94,7 @@ void CallHome::SafeFile(std::stringstream& content)
     const auto path = settingsFile();
     if (path.empty())
         return;
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (out)
-        out << content.str();
+    AtomicFile::write(path, content.str());
 }
 
 std::string CallHome::settingsFile()

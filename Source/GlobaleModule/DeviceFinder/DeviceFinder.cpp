@@ -125,8 +125,7 @@ int DeviceFinder::CheckAndLoad()
 
 void DeviceFinder::closingSteps()
 {
-    global->deviceSerial = GetSerialFromDevice();
-    global->safeGuiSettings();
+    global->storeSerial(GetSerialFromDevice());
     global->devicePort = GetDevicePort();
     global->SetDeviceFinderDone();
     global->checkMac = true;

@@ -1,6 +1,7 @@
 #include "GlobalData/GlobalData.h"
 
 #include "Debug/Debug.h"
+#include "Ground/AtomicFile.h"
 #include "Ground/SettingsPaths.h"
 
 GlobalData::GlobalData(Settings* s, int instanceNumber) : settings(s)
@@ -25,7 +26,7 @@ void GlobalData::safeGuiSettings()
     const std::string productFolder = settings != nullptr ? settings->productFolder : std::string();
     const auto folder = SettingsPaths::makeFolders(productFolder + "/" + instanceFolderName());
     if (!folder.empty())
-        SettingsPaths::replaceFile(folder + "/GuiSettings.txt", composeGuiSettings());
+        AtomicFile::write(folder + "/GuiSettings.txt", composeGuiSettings());
 }
 
 std::string GlobalData::instanceFolderName() const
@@ -33,6 +34,14 @@ std::string GlobalData::instanceFolderName() const
     if (isMaster.load() || slaveIndex.load() <= 0)
         return "1";
     return IntInString(slaveIndex.load());
+}
+
+void GlobalData::storeSerial(const std::string& serial)
+{
+    if (serial == "Error")
+        return;
+    deviceSerial = serial;
+    safeGuiSettings();
 }
 
 void GlobalData::SetIp(const std::string& ip)

@@ -20,6 +20,9 @@ public:
 
     // Writes "GuiSettings.txt" of this instance from the current fields.
     void safeGuiSettings();
+    // Keeps and saves the serial a unit gave. "Error" (no serial could be read) is never
+    // stored: the serial already known stays, in memory and in the file.
+    void storeSerial(const std::string& serial);
     // Stores the address and rebuilds ipDigits; touches neither the disk nor the transport.
     void SetIp(const std::string& ip);
     void SetDeviceFinderDone();

@@ -1,7 +1,6 @@
 #include "Ground/SettingsPaths.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -90,12 +89,12 @@ bool isFile(const std::string& path)
     };
     return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
-bool replaceFile(const std::string& path, const std::string& content)
+
+long long fileSize(const std::string& path)
 {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out)
-        return false;
-    out << content;
-    return static_cast<bool>(out);
+    struct stat info
+    {
+    };
+    return ::stat(path.c_str(), &info) == 0 ? (long long)info.st_size : -1;
 }
 } // namespace SettingsPaths

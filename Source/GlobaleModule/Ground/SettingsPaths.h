@@ -15,10 +15,10 @@ std::string applicationFolder();
 // Makes every missing level of applicationFolder() + "/" + sub (sub may hold several
 // levels, or be empty). Returns the full path, or empty when there is no home.
 std::string makeFolders(const std::string& sub);
-// Replaces the file at path with the whole of content. False when it can't be written.
-bool replaceFile(const std::string& path, const std::string& content);
 // True when the path exists and is a directory.
 bool isDirectory(const std::string& path);
 // True when the path exists and is a regular file.
 bool isFile(const std::string& path);
+// The size of the file in bytes, -1 when it does not exist.
+long long fileSize(const std::string& path);
 } // namespace SettingsPaths

@@ -1,6 +1,7 @@
 #include "SafeAndLoad/SafeAndLoad.h"
 
 #include "GlobalData/GlobalData.h"
+#include "Ground/AtomicFile.h"
 #include "Ground/SettingsPaths.h"
 
 #include <cmath>
@@ -28,7 +29,7 @@ void SafeAndLoad::SafeFiles(const std::string& name, std::stringstream& content)
     const auto folder = makeInstanceFolder();
     if (folder.empty())
         return;
-    SettingsPaths::replaceFile(folder + "/" + name + ".txt", content.str());
+    AtomicFile::write(folder + "/" + name + ".txt", content.str());
 }
 
 bool SafeAndLoad::LoadFiles()
@@ -107,14 +108,10 @@ void SafeAndLoad::ReadGuiSettings()
     double number = 0.0;
     if (readNumberWithin(values[0], 0.0, largestSize, number))
         global->guiSize = (float)number;
-    global->safeGuiSettings();
     if (readNumberWithin(values[1], 0.0, largestResolution, number))
         global->knobResolution = (float)(int)number;
-    global->safeGuiSettings();
     global->deviceSerial = values[2];
-    global->safeGuiSettings();
     global->zeroPreset = values[4] != "0";
-    global->safeGuiSettings();
     if (!values[3].empty())
     {
         const int fps = StringInInt(values[3]);
@@ -125,5 +122,7 @@ void SafeAndLoad::ReadGuiSettings()
             global->fpsChanged = true;
         }
     }
+    // One write with everything applied: the file is rewritten in its own form once a start.
+    global->safeGuiSettings();
     global->knobResolutionChanged = true;
 }

@@ -21,8 +21,8 @@ public:
     bool LoadFiles();
     // Makes the folders and returns the instance folder (empty without a home).
     std::string makeInstanceFolder();
-    // Reads "GuiSettings.txt" by position and applies it in its fixed order, saving after
-    // each of the first four values. A missing, empty or folder file changes nothing.
+    // Reads "GuiSettings.txt" by position, applies it in its fixed order and writes it back
+    // once. A missing, empty or folder file changes nothing.
     void ReadGuiSettings();
     // The first five values of the positional reading: each starts two bytes behind the
     // next "=" and ends before the next ";".

@@ -74,8 +74,7 @@ void MorvaneProcessor::takeOverNewAddress()
 {
     globalData->ipChanged = false;
     tcp->SetIP(globalData->deviceIp.get());
-    globalData->deviceSerial = GetSerialFromDevice();
-    globalData->safeGuiSettings();
+    globalData->storeSerial(GetSerialFromDevice());
     globalData->devicePort = GetDevicePort();
     joinReceiveThread();
     statusReceived = false;

@@ -1,4 +1,5 @@
 // The instance's files on disk, with "Home" on a fresh temporary folder for every case.
+#include "Ground/AtomicFile.h"
 #include "GlobalData/GlobalData.h"
 #include "GlobalData/Settings.h"
 #include "SafeAndLoad/SafeAndLoad.h"
@@ -6,8 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <sstream>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -100,6 +103,44 @@ TEST_F(InstanceFiles, NothingIsWrittenUntilAskedThenFilesAreWrittenWholeAndReadA
     EXPECT_FALSE(global.knobResolutionChanged);
 }
 
+// The process dies after the new bytes reached a temporary file and before the rename: the
+// old address stays whole and is read as before; the hidden remnant harms no later write.
+TEST_F(InstanceFiles, AWriteKilledBeforeItsRenameLeavesTheOldFileWhole)
+{
+    master.storeIp("10.0.0.7");
+    const auto path = folder() + "/IP.txt";
+    const pid_t child = ::fork();
+    if (child == 0)
+    {
+        (void)AtomicFile::writeTemporary(path, "10.0.");
+        ::kill(::getpid(), SIGKILL);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    EXPECT_EQ(readFile(path), "10.0.0.7");
+    EXPECT_TRUE(master.store.LoadFiles());
+    EXPECT_EQ(global.deviceIp.get(), "10.0.0.7");
+    const auto names = juce::File(folder()).findChildFiles(juce::File::findFiles, false, "*",
+                                                           juce::File::FollowSymlinks::no);
+    EXPECT_EQ(names.size(), 2) << "IP.txt and the remnant";
+    for (const auto& file : names)
+        EXPECT_TRUE(file.getFileName() == "IP.txt" || file.getFileName().startsWith(".IP.txt.tmp"));
+    master.storeIp("10.0.0.9");
+    EXPECT_EQ(readFile(path), "10.0.0.9");
+    EXPECT_FALSE(AtomicFile::write(folder(), "x")) << "a folder is never replaced";
+}
+
+// A unit whose "/dinfo" fails while it is taken gives "Error": that is never a serial.
+TEST_F(InstanceFiles, ASerialThatCouldNotBeReadIsNeverStored)
+{
+    global.storeSerial("MORVAN0042");
+    global.storeSerial("Error");
+    EXPECT_EQ(global.deviceSerial.get(), "MORVAN0042");
+    EXPECT_NE(readFile(guiFile()).find("Serial = MORVAN0042;"), std::string::npos);
+}
+
 TEST_F(InstanceFiles, TwoInstancesKeepTheirOwnFolders)
 {
     Instance slave(2);
@@ -129,11 +170,11 @@ TEST_F(InstanceFiles, ValuesAreReadByPositionAndWhatIsNoValueKeepsTheOldOne)
         return s.str();
     };
     const std::tuple<const char*, std::string, const char*, const char*> cases[] = {
-        {"all applied, the last save before the frame rate; MonoMode is never read back",
+        {"all applied and written back once, the frame rate too; MonoMode is never read back",
          "Size = 1.5;\nKnob Resolution = 250;\nSerial = MORVAN0042;\nFPS = 60;\nZeroPreset = 0;\nMonoMode = "
          "1;\n",
          "1.5 250 MORVAN0042 60/16 0110",
-         "Serial = MORVAN0042;\nFPS = 50;\nZeroPreset = 0;\nMonoMode = 0;\n"},
+         "Serial = MORVAN0042;\nFPS = 60;\nZeroPreset = 0;\nMonoMode = 0;\n"},
         {"by position: a serial is no size, \"0\" no frame rate, the fifth value is \"60\"",
          "Serial = MORVAN0042;\nSize = 2;\nKnob Resolution = 7;\nZeroPreset = 0;\nFPS = 60;\nMonoMode = 0;\n",
          "0.5 2 7 50/33 1010", ""},
