@@ -4,6 +4,8 @@
 # static library "Morvane"; it links MorvaneGlobale, and the format targets add only their
 # wrappers. The tests link "Morvane" too (through MorvaneForTests).
 find_package(CURL REQUIRED)
+# Presets and session blocks are read by Debian's pugixml (fuzzed by its makers upstream).
+find_package(pugixml CONFIG REQUIRED)
 
 juce_add_plugin(Morvane
     COMPANY_NAME "Velmora Audio Works"
@@ -71,6 +73,7 @@ target_link_libraries(MorvaneGlobale
         MorvaneJuceSettings
         MorvaneJuceHeaders
         CURL::libcurl
+        pugixml::pugixml
         Threads::Threads
         juce::juce_recommended_config_flags)
 set_target_properties(MorvaneGlobale PROPERTIES

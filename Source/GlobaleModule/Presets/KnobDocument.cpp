@@ -2,11 +2,10 @@
 
 #include "Ground/TextHelpers.h"
 
+#include <pugixml.hpp>
+
 #include <algorithm>
-#include <cctype>
-#include <climits>
 #include <cstring>
-#include <string>
 
 namespace KnobDocument
 {
@@ -44,172 +43,105 @@ int countEmptyKnobs(const juce::XmlElement& root, int knobCount)
 
 namespace
 {
-constexpr int maxDepth = 32;
-
-bool isNameStart(char c)
+// The parser passes bytes through as they stand; a file that claims UTF-8 may still carry
+// Latin-1 (an old editor's comment or value), which is taken byte for byte then.
+juce::String textOf(const char* text)
 {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+    const auto length = std::strlen(text);
+    if (juce::CharPointer_UTF8::isValidString(text, (int)length))
+        return juce::String::fromUTF8(text, (int)length);
+    juce::String latin1;
+    latin1.preallocateBytes(length * 2);
+    for (std::size_t i = 0; i < length; ++i)
+        latin1 += (juce::juce_wchar)(unsigned char)text[i];
+    return latin1;
 }
 
-bool isNameChar(char c)
+// Depth of the deepest element below node, counted without recursion; stops above maxDepth.
+int depthOf(const pugi::xml_node& top)
 {
-    return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
-}
-
-bool isBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
-
-// A declaration "<?xml ...?>" of printable characters; at points at "<?".
-bool skipDeclaration(const char* text, std::size_t size, std::size_t& at)
-{
-    if (size - at < 5 || std::string(text + at, 5) != "<?xml")
-        return false;
-    for (std::size_t i = at + 5; i + 1 < size; ++i)
+    int depth = 0, deepest = 0;
+    pugi::xml_node node = top.first_child();
+    while (node && deepest <= maxDepth)
     {
-        if (text[i] == '?' && text[i + 1] == '>')
+        if (node.type() == pugi::node_element)
+            deepest = std::max(deepest, depth + 1);
+        if (node.first_child())
         {
-            at = i + 2;
-            return true;
+            node = node.first_child();
+            ++depth;
+            continue;
         }
-        if (text[i] == '<' || text[i] == '>' || (unsigned char)text[i] < 0x20)
-            return false;
+        while (node && !node.next_sibling() && node != top)
+        {
+            node = node.parent();
+            --depth;
+        }
+        if (!node || node == top)
+            break;
+        node = node.next_sibling();
     }
-    return false;
+    return deepest;
 }
 
-// "<!-- ... -->"; at points at "<".
-bool skipComment(const char* text, std::size_t size, std::size_t& at)
+// The element with its attributes, text, CDATA and child elements; the depth is bounded.
+std::unique_ptr<juce::XmlElement> convert(const pugi::xml_node& node)
 {
-    if (size - at < 4 || std::memcmp(text + at, "<!--", 4) != 0)
-        return false;
-    for (std::size_t i = at + 4; i + 2 < size; ++i)
-        if (text[i] == '-' && text[i + 1] == '-' && text[i + 2] == '>')
-        {
-            at = i + 3;
-            return true;
-        }
-    return false;
-}
-
-// "<name>", "</name>" or "<name/>", blanks allowed before the end; at points at "<".
-bool skipTag(const char* text, std::size_t size, std::size_t& at, int& depth)
-{
-    std::size_t i = at + 1;
-    const bool closing = i < size && text[i] == '/';
-    if (closing)
-        ++i;
-    if (i >= size || !isNameStart(text[i]))
-        return false;
-    while (i < size && isNameChar(text[i]))
-        ++i;
-    while (i < size && isBlank(text[i]))
-        ++i;
-    const bool empty = !closing && i + 1 < size && text[i] == '/' && text[i + 1] == '>';
-    if (empty)
-        ++i;
-    if (i >= size || text[i] != '>')
-        return false;
-    at = i + 1;
-    if (closing)
-        --depth;
-    else if (!empty)
-        ++depth;
-    return depth >= 0 && depth <= maxDepth;
-}
-
-// "&amp;" and its kin, or "&#123;" / "&#x7b;"; at points at "&".
-bool skipReference(const char* text, std::size_t size, std::size_t& at)
-{
-    static const char* const named[] = {"&amp;", "&lt;", "&gt;", "&quot;", "&apos;"};
-    for (const char* entity : named)
+    auto element = std::make_unique<juce::XmlElement>(textOf(node.name()));
+    for (const auto& attribute : node.attributes())
+        element->setAttribute(textOf(attribute.name()), textOf(attribute.value()));
+    for (const auto& child : node.children())
     {
-        const std::size_t length = std::strlen(entity);
-        if (size - at >= length && std::memcmp(text + at, entity, length) == 0)
-        {
-            at += length;
-            return true;
-        }
+        if (child.type() == pugi::node_element)
+            element->addChildElement(convert(child).release());
+        else if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+            element->addTextElement(textOf(child.value()));
     }
-    std::size_t i = at + 1;
-    if (i >= size || text[i] != '#')
-        return false;
-    ++i;
-    const bool hex = i < size && (text[i] == 'x' || text[i] == 'X');
-    if (hex)
-        ++i;
-    const std::size_t digitsStart = i;
-    while (i < size && i - digitsStart < 8 &&
-           (std::isdigit((unsigned char)text[i]) || (hex && std::isxdigit((unsigned char)text[i]))))
-        ++i;
-    if (i == digitsStart || i >= size || text[i] != ';')
-        return false;
-    at = i + 1;
-    return true;
+    return element;
+}
+
+std::unique_ptr<juce::XmlElement> refuse(std::string* why, const std::string& reason)
+{
+    if (why != nullptr)
+        *why = reason;
+    return nullptr;
 }
 } // namespace
 
-bool isPlainMarkup(const char* text, std::size_t size)
+std::unique_ptr<juce::XmlElement> parse(const char* text, std::size_t size, std::string* why)
 {
-    if (text == nullptr || size > (std::size_t)INT_MAX ||
-        !juce::CharPointer_UTF8::isValidString(text, (int)size))
-        return false;
-    std::size_t at = 0;
-    while (at < size && isBlank(text[at]))
-        ++at;
-    if (at < size && text[at] == '<' && at + 1 < size && text[at + 1] == '?' &&
-        !skipDeclaration(text, size, at))
-        return false;
-    int depth = 0;
-    while (at < size)
-    {
-        const char c = text[at];
-        if (c == '<')
-        {
-            if (!skipComment(text, size, at) && !skipTag(text, size, at, depth))
-                return false;
-        }
-        else if (c == '&')
-        {
-            if (!skipReference(text, size, at))
-                return false;
-        }
-        else if ((unsigned char)c < 0x20 && !isBlank(c))
-        {
-            return false;
-        }
-        else
-        {
-            ++at;
-        }
-    }
-    return depth == 0;
-}
-
-std::unique_ptr<juce::XmlElement> parse(const char* text, std::size_t size)
-{
-    if (text == nullptr || size > (std::size_t)INT_MAX)
-        return nullptr;
+    if (text == nullptr)
+        return refuse(why, "no text");
     const std::size_t length = strnlen(text, size);
-    if (!isPlainMarkup(text, length))
-        return nullptr;
-    return juce::XmlDocument::parse(juce::String::fromUTF8(text, (int)length));
+    if (length > maxBytes)
+        return refuse(why, "larger than " + IntInString((int)maxBytes) + " bytes");
+    pugi::xml_document document;
+    // Declarations are parsed so that one inside the document is refused, as the standard says.
+    const auto result = document.load_buffer(text, length, pugi::parse_default | pugi::parse_declaration,
+                                             pugi::encoding_utf8);
+    if (!result)
+        return refuse(why, std::string(result.description()) + " at byte " + IntInString((int)result.offset));
+    const auto root = document.document_element();
+    if (!root)
+        return refuse(why, "no element");
+    if (depthOf(document) > maxDepth)
+        return refuse(why, "nested deeper than " + IntInString(maxDepth));
+    return convert(root);
 }
 
-std::unique_ptr<juce::XmlElement> parseBinary(const void* data, int sizeInBytes)
+std::unique_ptr<juce::XmlElement> parseBinary(const void* data, int sizeInBytes, std::string* why)
 {
     constexpr int frameBytes = 8;
     if (data == nullptr || sizeInBytes <= frameBytes)
-        return nullptr;
+        return refuse(why, "shorter than its frame");
     const auto* bytes = static_cast<const uint8_t*>(data);
     if (juce::ByteOrder::littleEndianInt(bytes) != 0x21324356)
-        return nullptr;
+        return refuse(why, "no state block");
     const int length = (int)juce::ByteOrder::littleEndianInt(bytes + 4);
     if (length <= 0)
-        return nullptr;
+        return refuse(why, "empty state block");
     const auto text = reinterpret_cast<const char*>(bytes + frameBytes);
-    return parse(text, (std::size_t)std::min(sizeInBytes - frameBytes, length));
+    return parse(text, (std::size_t)std::min(sizeInBytes - frameBytes, length), why);
 }
 
 std::unique_ptr<juce::XmlElement> make(const std::vector<float>& values)

@@ -2,6 +2,8 @@
 
 #include "Presets/KnobDocument.h"
 
+#include "Debug/Debug.h"
+#include "Ground/AtomicFile.h"
 #include "Ground/SettingsPaths.h"
 #include "Ground/TextHelpers.h"
 
@@ -17,11 +19,6 @@ juce::XmlElement::TextFormat presetFormat()
     format.dtd = {};
     format.customEncoding = "UTF-8";
     return format;
-}
-
-juce::File fileOf(const std::string& path)
-{
-    return juce::File(juce::String::fromUTF8(path.c_str()));
 }
 
 } // namespace
@@ -48,7 +45,7 @@ bool write(const juce::XmlElement& document, const std::string& path)
 {
     if (path.empty() || SettingsPaths::isDirectory(path))
         return false;
-    return document.writeTo(fileOf(path), presetFormat());
+    return AtomicFile::write(path, toText(document));
 }
 
 std::string readText(const std::string& path)
@@ -76,9 +73,22 @@ std::string fromRootTag(const std::string& text)
     return at == TextCut::npos ? std::string() : TextCut::tail(text, at);
 }
 
-std::unique_ptr<juce::XmlElement> read(const std::string& path)
+std::unique_ptr<juce::XmlElement> read(const std::string& path, const std::string& logFolder)
 {
-    const auto text = fromRootTag(readText(path));
-    return text.empty() ? nullptr : KnobDocument::parse(text.data(), text.size());
+    const auto whole = readText(path);
+    std::string why = "no <Root> behind the first byte";
+    if (whole.empty())
+    {
+        // Missing and empty files are no news; only an oversized one is worth a line.
+        if (!existsAsFile(path) || SettingsPaths::fileSize(path) <= (long long)maxBytes)
+            return nullptr;
+        why = "larger than " + IntInString((int)maxBytes) + " bytes";
+    }
+    const auto text = fromRootTag(whole);
+    auto document = text.empty() ? nullptr : KnobDocument::parse(text.data(), text.size(), &why);
+    if (document == nullptr)
+        MORVANE_LOG(101, juce::String::fromUTF8(("Preset file refused: " + path + " (" + why + ")").c_str()),
+                    logFolder);
+    return document;
 }
 } // namespace PresetFile

@@ -1,8 +1,10 @@
 #include "Presets/PresetListing.h"
 
 #include "GlobalData/Settings.h"
+#include "Ground/SettingsPaths.h"
 #include "Presets/PresetRoot.h"
 
+#include <algorithm>
 #include <dirent.h>
 #include <functional>
 #include <sys/stat.h>
@@ -66,6 +68,11 @@ int eachEntry(const std::string& path, const std::function<bool(const dirent&, c
     return taken;
 }
 
+std::string productOf(const Settings* settings)
+{
+    return settings != nullptr ? settings->productFolder : std::string("Morvane");
+}
+
 std::string lastPiece(const std::string& path)
 {
     const auto slash = path.rfind('/');
@@ -74,8 +81,13 @@ std::string lastPiece(const std::string& path)
 } // namespace
 
 PresetListing::PresetListing(const Settings* settings)
+    : PresetListing(PresetRoot::make(productOf(settings)), PresetRoot::sharedTrees(productOf(settings)))
 {
-    rootPath = PresetRoot::make(settings != nullptr ? settings->productFolder : std::string("Morvane"));
+}
+
+PresetListing::PresetListing(const std::string& userRoot, const std::vector<std::string>& shared)
+    : rootPath(userRoot), sharedRoots(shared)
+{
     getFoldersAndFiles(rootPath, -1);
 }
 
@@ -87,11 +99,46 @@ void PresetListing::getFoldersAndFiles(const std::string& path, int level)
     database->currentFolder = path;
     clearLevel(listed, path);
 
-    const int folders = listFolders(path, listed);
-    const int files = folders < 0 ? 0 : listPresetFiles(path, listed);
+    const auto shared = sharedCounterparts(path);
+    makeUserFolderFor(path, shared);
+    int folders = listFolders(path, path, listed);
+    for (const auto& counterpart : shared)
+        folders = std::max(folders, 0) + std::max(listFolders(counterpart, path, listed), 0);
+    int files = 0;
+    if (folders >= 0)
+        files = std::max(listPresetFiles(path, listed), 0);
+    for (const auto& counterpart : shared)
+        files += std::max(listPresetFiles(counterpart, listed), 0);
     // An empty or unreadable folder still tells its level through the first row.
     if (folders <= 0 && files <= 0)
         database->setFile(false, {}, {}, listed);
+}
+
+// A folder that only a machine tree holds is made in the user's tree when it is opened, so
+// that Save and Paste there land in the user's tree.
+void PresetListing::makeUserFolderFor(const std::string& path, const std::vector<std::string>& shared)
+{
+    if (SettingsPaths::isDirectory(path))
+        return;
+    for (const auto& counterpart : shared)
+        if (SettingsPaths::isDirectory(counterpart))
+        {
+            PresetRoot::makeChain(path);
+            return;
+        }
+}
+
+std::vector<std::string> PresetListing::sharedCounterparts(const std::string& path) const
+{
+    std::vector<std::string> counterparts;
+    const bool inUserTree = !rootPath.empty() && path.compare(0, rootPath.size(), rootPath) == 0 &&
+                            (path.size() == rootPath.size() || path[rootPath.size()] == '/');
+    if (!inUserTree)
+        return counterparts;
+    const auto below = path.substr(rootPath.size());
+    for (const auto& root : sharedRoots)
+        counterparts.push_back(root + below);
+    return counterparts;
 }
 
 void PresetListing::clearLevel(int level, const std::string& path)
@@ -101,28 +148,37 @@ void PresetListing::clearLevel(int level, const std::string& path)
     names[level].clear();
     flags[level].clear();
     paths[level].clear();
+    listedFolders.clear();
+    listedFiles.clear();
 }
 
 void PresetListing::addEntry(int level, bool isFolder, const std::string& name, const std::string& path)
 {
     database->setFile(isFolder, name, path, level);
+    (isFolder ? listedFolders : listedFiles).insert(name);
     names[level].add(juce::String::fromUTF8(name.c_str()));
     paths[level].add(juce::String::fromUTF8(path.c_str()));
     flags[level].add(isFolder ? "true" : "false");
 }
 
-int PresetListing::listFolders(const std::string& path, int level)
+bool PresetListing::isListed(bool isFolder, const std::string& name) const
+{
+    return (isFolder ? listedFolders : listedFiles).count(name) != 0;
+}
+
+int PresetListing::listFolders(const std::string& path, const std::string& folderRowsAt, int level)
 {
     return eachEntry(
         path,
-        [&path](const dirent& entry, const std::string& name)
-        { return !isDotOrDotDot(name) && isFolderEntry(entry, path); },
-        [&](const std::string& name) { addEntry(level, true, name, path + "/" + name); });
+        [&](const dirent& entry, const std::string& name)
+        { return !isDotOrDotDot(name) && isFolderEntry(entry, path) && !isListed(true, name); },
+        [&](const std::string& name) { addEntry(level, true, name, folderRowsAt + "/" + name); });
 }
 
 int PresetListing::listPresetFiles(const std::string& path, int level)
 {
     return eachEntry(
-        path, [](const dirent&, const std::string& name) { return isPresetName(name); },
+        path,
+        [&](const dirent&, const std::string& name) { return isPresetName(name) && !isListed(false, name); },
         [&](const std::string& name) { addEntry(level, false, name, path + "/" + name); });
 }

@@ -4,31 +4,35 @@
 
 #include <cstdlib>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace PresetRoot
 {
 namespace
 {
-bool isWritableFolder(const std::string& path)
-{
-    return SettingsPaths::isDirectory(path) && ::access(path.c_str(), W_OK | X_OK) == 0;
-}
-
 std::string fromEnvironment()
 {
     const char* value = std::getenv("MORVANE_PRESET_ROOT");
     return value != nullptr ? std::string(value) : std::string();
 }
 
-// The machine-wide folder first, the user's own after it.
-std::vector<std::string> platformBases(const std::string& home)
+// The user's base: the machine-wide library folder on the Apple system, the user's data
+// folder on Linux.
+std::string userBase(const std::string& home)
 {
 #if defined(__APPLE__)
     (void)home;
-    return {"/Library/Application Support"};
+    return "/Library/Application Support";
 #else
-    return {"/var/lib", home + "/.local/share"};
+    return home + "/.local/share";
+#endif
+}
+
+std::vector<std::string> machineBases()
+{
+#if defined(__APPLE__)
+    return {};
+#else
+    return {"/usr/local/share", "/usr/share"};
 #endif
 }
 } // namespace
@@ -52,20 +56,13 @@ void makeChain(const std::string& path)
     }
 }
 
-std::string firstWritable(const std::vector<std::string>& bases, const std::string& tailPath)
+std::vector<std::string> existingTrees(const std::vector<std::string>& bases, const std::string& tailPath)
 {
-    std::string root;
+    std::vector<std::string> trees;
     for (const auto& base : bases)
-    {
-        root = base + tailPath;
-        // Never make the base itself: a missing /var/lib is not ours to create.
-        if (!SettingsPaths::isDirectory(base))
-            continue;
-        makeChain(root);
-        if (isWritableFolder(root))
-            return root;
-    }
-    return root;
+        if (SettingsPaths::isDirectory(base + tailPath))
+            trees.push_back(base + tailPath);
+    return trees;
 }
 
 std::string make(const std::string& productFolder)
@@ -79,10 +76,15 @@ std::string make(const std::string& productFolder)
     const auto home = SettingsPaths::home();
     if (home.empty())
         return {};
-#if !defined(__APPLE__)
-    // The user's own base may not exist yet on a fresh account.
-    makeChain(home + "/.local/share");
-#endif
-    return firstWritable(platformBases(home), tail(productFolder));
+    const auto root = userBase(home) + tail(productFolder);
+    makeChain(root);
+    return root;
+}
+
+std::vector<std::string> sharedTrees(const std::string& productFolder)
+{
+    if (!fromEnvironment().empty())
+        return {};
+    return existingTrees(machineBases(), tail(productFolder));
 }
 } // namespace PresetRoot

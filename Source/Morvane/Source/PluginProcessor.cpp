@@ -331,9 +331,14 @@ void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
     const juce::MessageManagerLock lock; // the knobs belong to the message thread
     if (data == nullptr || sizeInBytes <= 0)
         return;
-    const auto xml = KnobDocument::parseBinary(data, sizeInBytes);
+    std::string why;
+    const auto xml = KnobDocument::parseBinary(data, sizeInBytes, &why);
     if (xml == nullptr)
+    {
+        MORVANE_LOG(101, juce::String::fromUTF8(("Session state refused (" + why + ")").c_str()),
+                    settings->productFolder);
         return;
+    }
     CreateTheKnobs();
 
     if (globalData->zeroPreset &&

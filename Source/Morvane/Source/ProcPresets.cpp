@@ -63,7 +63,7 @@ void MorvaneProcessor::presetReadingStage()
 {
     if (!globalData->loadRequest.exchange(false))
         return;
-    const auto document = PresetFile::read(globalData->loadPath.get());
+    const auto document = PresetFile::read(globalData->loadPath.get(), settings->productFolder);
     if (document == nullptr)
         return;
     CreateTheKnobs();

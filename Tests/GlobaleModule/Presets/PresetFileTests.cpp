@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+
 using PresetTest::freshFolder;
 using PresetTest::presetText;
 
@@ -31,34 +34,68 @@ TEST(PresetReader, FilesAreGuardedBeforeParsing)
     for (const auto& [content, children] : cases)
     {
         TestEnvironment::writeFile(path, content);
-        const auto document = PresetFile::read(path);
+        const auto document = PresetFile::read(path, "Morvane");
         EXPECT_EQ(document != nullptr ? document->getNumChildElements() : -1, children)
             << content.substr(0, 60);
     }
     EXPECT_EQ(PresetFile::readText(path), "x<Root><Knob0>0.5</Knob0></Root>");
 }
 
-// Found by the fuzzers: text on which the framework's XML reader loops for ever. Only the
-// plain markup the plug-in writes gets through to it.
-TEST(PresetReader, OnlyPlainMarkupReachesTheReader)
+// What other editors write is well-formed XML all the same: attributes, CDATA, a comment in
+// Latin-1 under a UTF-8 declaration, another encoding declared.
+TEST(PresetReader, WellFormedFilesOfOtherWritersAreRead)
 {
-    const std::string loops[] = {
-        "<Root>\r\n  <Knob0>versioEn<?xml version=\"1.0\" "
-        "encod<Root>ing=\"UTF-8\"?>\x16\x16\r\n</Knob0></Root>",
-        "<?xml version=\"1.0\" -8\x1f?>\n\n<Roo>0.5<\?\?\?\?\?\?\?\?F-8\"?>8\n<Rvot>\n  "
-        "<Knob0>0.5<13>0.\x01.V",
-        "<Root><Knob0 a=\"1\">0.5</Knob0></Root>",
-        "<Root><!-- note <Knob0>0.5</Knob0></Root>",
-        "<Root><Knob0>0.5</Knob1></Root><",
-        "<Root><Knob0>&bogus;</Knob0></Root>",
+    const std::string files[] = {
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- K\xe4se, f\xfcr den Mix -->\n<Root>\n"
+        "  <Knob0 unit=\"dB\" note='x &amp; y'>0.5</Knob0>\n  <Knob1><![CDATA[0.25]]></Knob1>\n"
+        "  <Knob2>&#49;<!-- \xb0 --></Knob2>\n</Root>\n",
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n<Root><Knob0>0.5</Knob0>"
+        "<Knob1>0.25</Knob1><Knob2 name=\"Gr\xf6\xdf\x65\">1</Knob2></Root>",
     };
-    for (const auto& text : loops)
-        EXPECT_EQ(KnobDocument::parse(text.data(), text.size()), nullptr) << text;
-    const std::string plain =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<Root>\r\n  "
-        "<Knob0>0.5</Knob0><!-- a note -->\r\n  <Knob1/>\r\n  <Knob2>&amp;&#49;</Knob2>\r\n</Root>\r\n";
-    const auto document = KnobDocument::parse(plain.data(), plain.size());
-    ASSERT_NE(document, nullptr);
-    EXPECT_EQ(document->getNumChildElements(), 3);
-    EXPECT_EQ(document->getChildElement(2)->getAllSubText(), "&1");
+    for (const auto& text : files)
+    {
+        const auto path = freshFolder() + "/other.fxb";
+        TestEnvironment::writeFile(path, text);
+        const auto document = PresetFile::read(path, "Morvane");
+        ASSERT_NE(document, nullptr) << text;
+        juce::StringArray values;
+        for (auto* child : document->getChildIterator())
+            values.add(child->getAllSubText().trim());
+        EXPECT_EQ(values.joinIntoString(" "), "0.5 0.25 1");
+    }
+}
+
+// Malformed files, and the texts on which the framework's own reader looped for ever, are
+// refused at once, each with one log line that names the file.
+TEST(PresetReader, MalformedFilesAreRefusedWithOneLogLineNamingThem)
+{
+    std::string deep = "x<Root>", deepClosed;
+    for (int i = 0; i < 40; ++i)
+        deep += "<Knob3>", deepClosed += "</Knob3>";
+    const std::string malformed[] = {
+        "x<Root>\r\n  <Knob0>versioEn<?xml version=\"1.0\" "
+        "encod<Root>ing=\"UTF-8\"?>\x16\x16\r\n</Knob0></Root>",
+        "x<?xml version=\"1.0\" -8\x1f?>\n\n<Root>0.5<\?\?\?\?\?\?\?\?F-8\"?>8\n<Rvot>\n  "
+        "<Knob0>0.5<13>0.\x01.V",
+        "x<Root><!-- note <Knob0>0.5</Knob0></Root>",
+        "x<Root><Knob0>0.5</Knob1></Root><",
+        "x<Root><Knob0>0.5</Knob0>",
+        "x<Root><Knob0 a=\"1>0.5</Knob0></Root>",
+        deep + "0.5" + deepClosed + "</Root>",
+        "<?xml version=\"1.0\"?>\r\n<root><Knob0>1</Knob0></root>",
+    };
+    const auto folder = freshFolder();
+    for (size_t i = 0; i < std::size(malformed); ++i)
+    {
+        const auto path = folder + "/bad" + std::to_string(i) + ".fxb";
+        TestEnvironment::writeFile(path, malformed[i]);
+        const auto logBefore = PresetTest::logText();
+        EXPECT_EQ(PresetFile::read(path, "Morvane"), nullptr) << malformed[i];
+        const auto added = PresetTest::logText().substr(logBefore.size());
+        EXPECT_EQ(std::count(added.begin(), added.end(), '\n'), 1) << added;
+        EXPECT_EQ(added.rfind("101:::Preset file refused: " + path + " (", 0), 0u) << added;
+    }
+    const auto before = PresetTest::logText();
+    EXPECT_EQ(PresetFile::read(folder + "/missing.fxb", "Morvane"), nullptr);
+    EXPECT_EQ(PresetTest::logText(), before);
 }

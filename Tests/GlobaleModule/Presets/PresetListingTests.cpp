@@ -1,5 +1,7 @@
 // The preset root, the folder listing and the store's bounds, on temporary folders.
 #include "GlobalData/Settings.h"
+#include "Presets/KnobDocument.h"
+#include "Presets/PresetFile.h"
 #include "PresetTestSupport.h"
 #include "Presets/PresetListing.h"
 #include "Presets/PresetRoot.h"
@@ -11,6 +13,7 @@
 #include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
+#include <vector>
 
 using PresetTest::freshFolder;
 using TestEnvironment::writeFile;
@@ -37,25 +40,64 @@ struct Listing
 };
 } // namespace
 
-TEST(PresetRoot, TheVariableOrElseTheFirstUsableBaseIsTheRoot)
+TEST(PresetRoot, TheVariableOrElseTheUsersTreeIsTheRootAndExistingMachineTreesAreRead)
 {
     const auto folder = freshFolder();
     const std::string saved = std::getenv("MORVANE_PRESET_ROOT");
     ::setenv("MORVANE_PRESET_ROOT", (folder + "/deep/er/root").c_str(), 1);
     EXPECT_EQ(PresetRoot::make("Morvane"), folder + "/deep/er/root");
     EXPECT_TRUE(juce::File(folder + "/deep/er/root").isDirectory());
+    EXPECT_TRUE(PresetRoot::sharedTrees("Morvane").empty()) << "the variable overrides every tree";
+    ::setenv("MORVANE_PRESET_ROOT", "", 1);
+    EXPECT_EQ(PresetRoot::make("Morvane"),
+              TestEnvironment::home() + "/.local/share" + PresetRoot::tail("Morvane"));
     ::setenv("MORVANE_PRESET_ROOT", saved.c_str(), 1);
 
-    // A missing base is never made; one whose first folder is a plain file cannot hold the chain.
+    // A machine tree counts when it exists, whoever may write it; a missing one is never made.
     const auto tail = PresetRoot::tail("Morvane");
     EXPECT_EQ(tail, "/Velmora Audio Works/Presets/Morvane");
-    ::mkdir((folder + "/blocked").c_str(), 0755);
-    writeFile(folder + "/blocked/Velmora Audio Works", "x");
-    ::mkdir((folder + "/good").c_str(), 0755);
-    EXPECT_EQ(PresetRoot::firstWritable({folder + "/missing", folder + "/blocked", folder + "/good"}, tail),
-              folder + "/good" + tail);
+    PresetRoot::makeChain(folder + "/root-owned" + tail);
+    ::chmod((folder + "/root-owned" + tail).c_str(), 0555);
+    EXPECT_EQ(PresetRoot::existingTrees({folder + "/missing", folder + "/root-owned"}, tail),
+              std::vector<std::string>{folder + "/root-owned" + tail});
     EXPECT_FALSE(juce::File(folder + "/missing").isDirectory());
-    EXPECT_TRUE(juce::File(folder + "/good" + tail).isDirectory());
+    ::chmod((folder + "/root-owned" + tail).c_str(), 0755);
+}
+
+// The user's tree and two machine trees as one: the user's entries first, then what the
+// machine trees add; on a name clash the higher rank wins, and folder rows keep the user's path.
+TEST(PresetListing, MachineTreesAreMergedBelowTheUsersTreeWhichWinsOnANameClash)
+{
+    const auto folder = freshFolder();
+    const auto user = folder + "/user", local = folder + "/local", system = folder + "/system";
+    for (const auto& path : {user + "/Mine", local + "/Drums", system + "/Drums/Kick", system + "/Mine"})
+        PresetRoot::makeChain(path);
+    writeFile(user + "/Vocal.fxb", "user");
+    writeFile(local + "/Vocal.fxb", "local");
+    writeFile(local + "/Bass.fxb", "local");
+    writeFile(system + "/Bass.fxb", "system");
+    writeFile(system + "/Drums/Snare.fxb", "system");
+    writeFile(local + "/Drums/Snare.fxb", "local");
+    PresetListing listing(user, {local, system});
+    const auto rows = [&](int level)
+    {
+        std::vector<std::string> seen;
+        for (int i = 0; i < listing.names[level].size(); ++i)
+            seen.push_back((listing.flags[level][i] + " " + listing.paths[level][i]).toStdString());
+        return seen;
+    };
+    EXPECT_EQ(rows(0),
+              (std::vector<std::string>{"true " + user + "/Mine", "true " + user + "/Drums",
+                                        "false " + user + "/Vocal.fxb", "false " + local + "/Bass.fxb"}));
+    listing.getFoldersAndFiles(user + "/Drums", 0);
+    EXPECT_EQ(rows(1), (std::vector<std::string>{"true " + user + "/Drums/Kick",
+                                                 "false " + local + "/Drums/Snare.fxb"}));
+    EXPECT_EQ(listing.database->currentFolder, user + "/Drums");
+    // Opening a folder of a machine tree makes it in the user's tree, where a save lands.
+    listing.getFoldersAndFiles(user + "/Drums/Kick", 1);
+    ASSERT_TRUE(PresetFile::write(*KnobDocument::make({0.5f}), user + "/Drums/Kick/Mine.fxb"));
+    listing.getFoldersAndFiles(user + "/Drums/Kick", 1);
+    EXPECT_EQ(rows(2), std::vector<std::string>{"false " + user + "/Drums/Kick/Mine.fxb"});
 }
 
 TEST(PresetListing, TheRootIsListedFirstAndAnEmptyOrUnopenableFolderGivesOnePlaceholderRow)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Ground/SettingsPaths.h"
 #include "TestEnvironment.h"
 
 #include <atomic>
@@ -31,6 +32,12 @@ inline std::vector<std::string> directoryOrder(const std::string& folder)
         ::closedir(directory);
     }
     return names;
+}
+
+// The product's log as it stands.
+inline std::string logText()
+{
+    return TestEnvironment::readFile(SettingsPaths::applicationFolder() + "/Morvane/Log.txt");
 }
 
 // The preset text the plug-in writes for these knob texts ("Knob<i>" in order).
