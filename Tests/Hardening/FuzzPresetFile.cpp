@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const std::string path = TestEnvironment::home() + "/fuzz.fxb";
     Fuzz::writeFile(path, Fuzz::bytes(data, size));
-    (void)PresetFile::read(path);
+    (void)PresetFile::read(path, "Morvane");
     auto& processor = Fuzz::processor();
     auto* global = processor.getGlobalData();
     global->loadPath = path;
