@@ -2,14 +2,18 @@
 
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
+#include "Ground/RetryBackoff.h"
 #include "Ground/TextHelpers.h"
 #include "TCPIP/TCPandIP/SocketIO.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <ifaddrs.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <thread>
 #include <vector>
 
 namespace
@@ -41,10 +45,28 @@ std::vector<unsigned int> broadcastTargets()
     return targets;
 }
 
-// A datagram socket with SO_BROADCAST, bound to port 4028 on the wildcard address.
-SocketIO::Socket requestSocket()
+// Another program's search holds port 4028 for a second or more per interface: the bind is
+// tried again with growing waits, for at most this long.
+constexpr int bindFirstRetryMs = 20;
+constexpr int bindLongestRetryMs = 400;
+constexpr long long bindRetryLimitMs = 5000;
+// Searches of this process take turns at port 4028; a search waits this long for its turn.
+constexpr long long turnLimitMs = 30000;
+constexpr int lookMs = 20;
+
+// Port 4028 is one per computer: the searches of all instances of this process take turns.
+std::timed_mutex& requestPortLock()
+{
+    static std::timed_mutex lock;
+    return lock;
+}
+
+// A datagram socket with SO_BROADCAST, bound to port 4028 on the wildcard address; error
+// holds errno of a failed step.
+SocketIO::Socket requestSocket(int& error)
 {
     SocketIO::Socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
+    error = socket.valid() ? 0 : errno;
     if (!socket.valid())
         return socket;
     const int one = 1;
@@ -54,8 +76,23 @@ SocketIO::Socket requestSocket()
     local.sin_port = htons((uint16_t)Broadcast::requestPort);
     if (::setsockopt(socket.get(), SOL_SOCKET, SO_BROADCAST, &one, sizeof(one)) != 0 ||
         ::bind(socket.get(), reinterpret_cast<sockaddr*>(&local), sizeof(local)) != 0)
+    {
+        error = errno;
         socket.close();
+    }
     return socket;
+}
+
+// Sleeps ms in short slices; false when quit rose meanwhile.
+bool pause(int ms, const std::atomic<bool>& quit)
+{
+    for (int slept = 0; slept < ms; slept += lookMs)
+    {
+        if (quit.load())
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(std::min(lookMs, ms - slept)));
+    }
+    return !quit.load();
 }
 
 void sendRequest(int fd, unsigned int broadcastAddress)
@@ -117,11 +154,42 @@ void Broadcast::BroadcastToAllInterfaces()
     leaveRun();
 }
 
+bool Broadcast::waitForTurn(std::unique_lock<std::timed_mutex>& turn) const
+{
+    const long long deadline = SocketIO::nowMs() + turnLimitMs;
+    while (!turn.try_lock_for(std::chrono::milliseconds(lookMs)))
+        if (quitting() || SocketIO::nowMs() > deadline)
+            return false;
+    return true;
+}
+
+SocketIO::Socket Broadcast::bindRequestPort() const
+{
+    RetryBackoff backoff(bindFirstRetryMs, bindLongestRetryMs);
+    const long long deadline = SocketIO::nowMs() + bindRetryLimitMs;
+    for (;;)
+    {
+        int error = 0;
+        auto socket = requestSocket(error);
+        if (socket.valid() || error != EADDRINUSE)
+            return socket;
+        const int wait = backoff.nextDelayMs();
+        if (SocketIO::nowMs() + wait > deadline || !pause(wait, global->quitRequested))
+            return socket;
+    }
+}
+
 void Broadcast::searchInterface(unsigned int broadcastAddress)
 {
-    const auto socket = requestSocket();
-    if (!socket.valid())
+    std::unique_lock<std::timed_mutex> turn(requestPortLock(), std::defer_lock);
+    if (!waitForTurn(turn))
         return;
+    const auto socket = bindRequestPort();
+    if (!socket.valid())
+    {
+        log("Port 4028 stayed in use, interface left out", __LINE__);
+        return;
+    }
     sendRequest(socket.get(), broadcastAddress);
 
     const auto* quit = &global->quitRequested;

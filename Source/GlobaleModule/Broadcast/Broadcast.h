@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Ground/SharedText.h"
+#include "TCPIP/TCPandIP/SocketIO.h"
 
 #include <atomic>
 #include <cstddef>
@@ -15,7 +16,9 @@ class GlobalData;
 //
 // The finder's thread and the device check's thread both run searches on the one object of
 // an instance, and the editor reads the results: the lists are guarded, and two searches run
-// one after the other, never interleaved.
+// one after the other, never interleaved. Port 4028 is one per computer: the searches of all
+// instances of the process take turns at it, interface by interface, and a port held by
+// another program's search is tried again with growing waits for up to five seconds.
 class Broadcast
 {
 public:
@@ -52,6 +55,10 @@ public:
 
 private:
     void searchInterface(unsigned int broadcastAddress);
+    // This process's turn at port 4028; false when the instance closes or the wait is too long.
+    bool waitForTurn(std::unique_lock<std::timed_mutex>& turn) const;
+    // Port 4028 bound, retried while another program holds it; invalid when it stays taken.
+    SocketIO::Socket bindRequestPort() const;
     bool quitting() const;
     void enterRun();
     void leaveRun();
