@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <chrono>
 #include <set>
+#include <sys/wait.h>
+#include <thread>
 #include <tuple>
 
 namespace
@@ -327,4 +329,35 @@ TEST_F(Instances, FromNumberTwentyOnInstancesWorkAlone)
     // Closed in the order of making: the master first.
     while (!processors.empty())
         close(processors.front().get());
+}
+
+// Hosts that run every plug-in in a process of its own: three processes that know their
+// units by serial only search at the same moment, and port 4028 is one for the computer.
+TEST_F(Instances, ThreeHostProcessesSearchingAtOnceAllFindTheirUnits)
+{
+    startUnits(3);
+    const std::string caseHome = TestEnvironment::home();
+    std::vector<std::string> homes;
+    for (int k = 1; k <= 3; ++k)
+    {
+        homes.push_back(TestEnvironment::newHome());
+        TestEnvironment::writeFile(SettingsPaths::makeFolders("Morvane/1") + "/GuiSettings.txt",
+                                   defaultGuiSettings(Studio::serial(k)));
+    }
+    ::setenv("Home", caseHome.c_str(), 1);
+    ::setenv("MORVANE_PRESET_ROOT", (caseHome + "/presets").c_str(), 1);
+    std::vector<pid_t> hosts;
+    for (const auto& home : homes)
+        hosts.push_back(Studio::net()->spawnIn(Studio::net()->hostNamespace(),
+                                               {MORVANE_HOST_PROCESS, home, "40000"}, home + "/out.txt"));
+    for (const pid_t host : hosts)
+    {
+        int status = -1;
+        for (int i = 0; i < 600 && ::waitpid(host, &status, WNOHANG) == 0; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        Studio::net()->stop(host);
+    }
+    for (int k = 1; k <= 3; ++k)
+        EXPECT_EQ(TestEnvironment::readFile(homes[(size_t)k - 1] + "/out.txt"), Studio::address(k) + "\n")
+            << "host process " << k;
 }
