@@ -3,6 +3,7 @@
 #include "Broadcast/Broadcast.h"
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
+#include "GlobalData/HeldUnits.h"
 #include "Ground/TextHelpers.h"
 #include "SafeAndLoad/SafeAndLoad.h"
 #include "TCPIP/DeviceQueries.h"
@@ -110,12 +111,22 @@ int DeviceFinder::CheckAndLoad()
     const std::string stored = global->deviceIp.get();
     if (stored.empty())
         return -3;
-    tcp->SetIP(stored);
+    if (const int holder = holderOf(stored))
+    {
+        log(121, "The stored device is driven by instance " + IntInString(holder), __LINE__);
+        return -1;
+    }
+    tcp->TryAddress(stored);
     if (!connects())
         return -2;
     const int right = CheckRightDevice(1);
-    if (right == 1)
+    if (right == 1 && claimed(stored))
+    {
+        tcp->SetIP(stored);
         return 1;
+    }
+    if (right == 1)
+        return -1;
     if (right != 2)
         log(121,
             "Could load a ip and a device is answering but has not the right device name or serien number",
@@ -128,9 +139,46 @@ void DeviceFinder::closingSteps()
     global->storeSerial(GetSerialFromDevice());
     global->devicePort = GetDevicePort();
     global->SetDeviceFinderDone();
+    // Connected before the search counts as ended: the unit's claim never lapses between.
+    global->connected = true;
     global->checkMac = true;
     global->deviceFinderRunning = 0;
-    global->connected = true;
+}
+
+int DeviceFinder::ownNumber() const
+{
+    return global->isMaster.load() ? 1 : global->slaveIndex.load();
+}
+
+int DeviceFinder::holderOf(const std::string& ip) const
+{
+    return HeldUnits::holderOtherThan(ownNumber(), ip);
+}
+
+bool DeviceFinder::claimed(const std::string& ip)
+{
+    if (HeldUnits::claim(ownNumber(), ip))
+        return true;
+    log(121, "The device was taken by instance " + IntInString(holderOf(ip)), __LINE__);
+    return false;
+}
+
+// The units of the last broadcast that no other instance of this process drives, by their
+// index in the broadcast's lists; the alerts offer only these.
+std::vector<int> DeviceFinder::unheldUnits()
+{
+    std::vector<int> unheld;
+    const int found = broadcast->count.load();
+    for (int i = 1; i <= found; ++i)
+        if (holderOf(broadcast->ips.get(i)) == 0)
+            unheld.push_back(i);
+    if ((int)unheld.size() == found)
+        return unheld;
+    global->alertIps.clear();
+    for (size_t i = 0; i < unheld.size(); ++i)
+        global->alertIps.set((int)i + 1, broadcast->ips.get(unheld[i]));
+    global->alertIpCount = (int)unheld.size();
+    return unheld;
 }
 
 int DeviceFinder::DoABroadcast()
@@ -139,18 +187,30 @@ int DeviceFinder::DoABroadcast()
     if (quitting())
         return -10;
     const int found = broadcast->count.load();
-    if (found == 0)
+    const auto candidates = unheldUnits();
+    if (candidates.empty())
+    {
+        if (found > 0)
+            log(121, "Every device found is driven by another instance", __LINE__);
         return -10;
+    }
 
     if (found == 1)
     {
         const std::string address = broadcast->lastIp.get();
-        tcp->SetIP(address);
+        tcp->TryAddress(address);
         global->SetIp(address);
         if (!connects())
             return -2;
         const int right = CheckRightDevice(1);
-        if (right == 1 || right == -9)
+        if (right == 1 && claimed(address))
+        {
+            tcp->SetIP(address);
+            return 1;
+        }
+        if (right == 1)
+            return -10;
+        if (right == -9)
             return right;
         if (right == 2)
         {
@@ -160,15 +220,18 @@ int DeviceFinder::DoABroadcast()
         return -1;
     }
 
-    for (int i = 1; i <= found && !quitting(); ++i)
+    for (const int i : candidates)
     {
+        if (quitting())
+            break;
         const std::string address = broadcast->ips.get(i);
-        tcp->SetIP(address);
+        tcp->TryAddress(address);
         if (!connects())
             continue;
         const int right = CheckRightDevice(i);
-        if (right == 1)
+        if (right == 1 && claimed(address))
         {
+            tcp->SetIP(address);
             global->SetIp(address);
             return 1;
         }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <string>
+#include <vector>
 
 struct Settings;
 class TCPIP;
@@ -52,6 +53,12 @@ private:
     void closingSteps();
     void raise(std::atomic<bool>& alert);
     void log(int level, const std::string& message, int line) const;
+    // Another living instance of the process that drives ip, or 0: its unit is never taken.
+    int holderOf(const std::string& ip) const;
+    int ownNumber() const;
+    // Claims the unit for this instance; false (and a log line) when another took it first.
+    bool claimed(const std::string& ip);
+    std::vector<int> unheldUnits();
 
     bool awaitingAnswer = false;
 };

@@ -64,6 +64,8 @@ public:
     IpList alertIps;
     std::atomic<int> alertIpCount{0};
     std::atomic<bool> deviceCheckIdle{true};
+    // Device checks of this instance that ran to their end; the hand-out waits for the first.
+    std::atomic<int> checksCompleted{0};
     std::atomic<bool> alertOpen{false};
     std::atomic<int> foundIpCount{0};
     std::atomic<bool> masterCheckerStarted{false};

@@ -101,6 +101,7 @@ void MasterDeviceChecker::runCheck()
             takeFoundUnits(count);
             global->freeIpCount = workOutFreeUnits(count);
             ++checksDone;
+            ++global->checksCompleted;
         }
     }
 

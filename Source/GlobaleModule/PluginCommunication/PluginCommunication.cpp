@@ -2,12 +2,13 @@
 
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
-#include "MasterDeviceChecker/MasterDeviceChecker.h"
+#include "GlobalData/HeldUnits.h"
 #include "SafeAndLoad/SafeAndLoad.h"
 #include "TCPIP/TCPIP.h"
 
 #include <algorithm>
 #include <chrono>
+#include <vector>
 
 namespace
 {
@@ -46,6 +47,7 @@ void InstanceMailbox::clearShared()
         transmitter[i] = 0;
         slotOwned[i] = false;
     }
+    numbers.clear();
     allIps.clear();
     AllIpCount = 0;
     IPChange.clear();
@@ -55,7 +57,6 @@ void InstanceMailbox::clearShared()
     masterPresent = false;
     offerTo = 0;
     offerTime = 0.0;
-    offerRound = 0;
 }
 
 InstanceMailbox& instanceMailbox()
@@ -93,31 +94,27 @@ PluginCommunication::PluginCommunication(GlobalData* g, Settings* s, SafeAndLoad
     safeAndLoad->LoadFiles();
     if (slot == 0)
         goAlone("instance number beyond the mailbox");
-    else if (!instanceMailbox().masterPresent.load())
-        goAlone("no master in this process");
     else
         registerThread = std::thread(delegatorSlaveRegister, this);
 }
 
+// Numbers are unique among the living instances: the lowest free one, so a number (and its
+// folder) comes back only when the instance that had it is gone. Number 1 is the master's:
+// an instance made while the master is gone takes the role.
 void PluginCommunication::registerInstance()
 {
     auto& box = instanceMailbox();
     std::lock_guard<std::mutex> lock(box.lock);
-    pluginNumber = ++box.pluginCount;
-    if (pluginNumber == 1)
-    {
+    if (box.numbers.empty())
         box.clearShared();
-        slot = 1;
+    pluginNumber = 1;
+    while (box.numbers.count(pluginNumber) != 0)
+        ++pluginNumber;
+    box.numbers.insert(pluginNumber);
+    box.pluginCount = (int)box.numbers.size();
+    slot = pluginNumber < InstanceMailbox::coordinatedSlots ? pluginNumber : 0;
+    if (pluginNumber == 1)
         box.masterPresent = true;
-    }
-    else if (pluginNumber < InstanceMailbox::coordinatedSlots)
-    {
-        // A number handed out twice must not share the slot of the living instance.
-        slot = box.slotOwned[pluginNumber] ? 0 : pluginNumber;
-        for (int candidate = 2; slot == 0 && candidate < InstanceMailbox::coordinatedSlots; ++candidate)
-            if (!box.slotOwned[candidate])
-                slot = candidate;
-    }
     if (slot > 0)
     {
         box.slotOwned[slot] = true;
@@ -151,9 +148,10 @@ void PluginCommunication::unregisterInstance()
     }
     if (slot == 1)
         box.masterPresent = false;
-    const bool last = box.pluginCount <= 1;
-    box.pluginCount = std::max(0, box.pluginCount - 1);
-    if (last)
+    box.numbers.erase(pluginNumber);
+    box.pluginCount = (int)box.numbers.size();
+    HeldUnits::withdraw(pluginNumber);
+    if (box.numbers.empty())
         box.clearShared();
 }
 
@@ -197,7 +195,13 @@ void PluginCommunication::timerCallback()
         if (message != 0)
             handleMessage(message, sender);
     }
+    publishHeldUnit();
     mirrorKnownUnits();
+    if (global->isMaster.load())
+    {
+        gatherTakenUnits();
+        serveWaitingRequests();
+    }
     serveRequests();
     noticeMasterGone();
     sendQueued();
@@ -215,7 +219,8 @@ void PluginCommunication::handleMessage(int message, int sender)
         break;
     case msgAsk:
     case msgAskAgain:
-        RequestedIp(sender);
+        slotFlag = 0;
+        queueRequest(sender);
         break;
     case msgTaken:
         slotFlag = 0;
@@ -263,9 +268,6 @@ void PluginCommunication::takeOffer(bool freeUnits)
         std::lock_guard<std::mutex> lock(box.lock);
         offerCount = clampCount(box.countOfValidIPs.load());
         offer = box.IPChange.copy();
-        offerRound = box.offerRound;
-        if (box.offerTo == slot)
-            box.offerTo = 0;
     }
     startReceiveThread(freeUnits);
 }
@@ -276,6 +278,7 @@ void PluginCommunication::startReceiveThread(bool freeUnits)
     receiveThread = std::thread(delegatorReceiveIP, this);
 }
 
+// The unit is off the free list at once, and the offer held for the sender is released.
 void PluginCommunication::takeReport(int sender, bool answer)
 {
     auto& box = instanceMailbox();
@@ -284,9 +287,14 @@ void PluginCommunication::takeReport(int sender, bool answer)
         std::lock_guard<std::mutex> lock(box.lock);
         ip = box.slavesNewIP.get();
         box.slavesNewIP = "";
+        if (box.offerTo == sender)
+            box.offerTo = 0;
     }
-    global->takenIps.set(sender, ip);
-    global->takenIpCount = sender;
+    // Until the slave's own tick publishes it, the report stands for the unit it drives.
+    if (!ip.empty())
+        HeldUnits::publish(sender, ip);
+    gatherTakenUnits();
+    dropFromFreeUnits(ip);
     if (answer)
     {
         queuePost(sender, msgReceived);
@@ -337,15 +345,65 @@ void PluginCommunication::serveRequests()
     if (global->connected.load() || alone.load())
     {
         retryPending = false;
+        askAgainScheduled = false;
+        askAgain.reset();
         return;
     }
-    // Nothing was offered: ask again once the master has looked at the network anew.
-    if (MasterDeviceChecker::completedChecks() > offerRound)
+    // Nothing was offered: no unit answered the master. Ask again after a growing wait.
+    if (!askAgainScheduled)
+    {
+        askAgain.failedAt(nowMs());
+        askAgainScheduled = true;
+    }
+    if (askAgain.due(nowMs()))
     {
         retryPending = false;
+        askAgainScheduled = false;
         log(pluginNumber, "Ask again for a device", true);
         queuePost(1, msgAsk);
     }
+}
+
+// A search or a hand-out under way may hold a fresh claim that connected does not show yet.
+void PluginCommunication::publishHeldUnit()
+{
+    if (global->connected.load())
+        HeldUnits::publish(pluginNumber, global->deviceIp.get());
+    else if (global->deviceFinderRunning.load() == 0 && !receiving.load())
+        HeldUnits::withdraw(pluginNumber);
+}
+
+// takenIps[n] is the unit that living instance n drives; takenIpCount the highest such n.
+void PluginCommunication::gatherTakenUnits()
+{
+    int highest = 1;
+    for (int n = 2; n <= lastListIndex; ++n)
+    {
+        const auto ip = HeldUnits::of(n);
+        if (global->takenIps.get(n) != ip)
+            global->takenIps.set(n, ip);
+        if (!ip.empty())
+            highest = n;
+    }
+    global->takenIpCount = highest;
+}
+
+// The device check rewrites the list while it runs; then its own end leaves the unit out.
+void PluginCommunication::dropFromFreeUnits(const std::string& ip)
+{
+    if (ip.empty() || !global->deviceCheckIdle.load())
+        return;
+    const int count = clampCount(global->freeIpCount.load());
+    int kept = 0;
+    for (int i = 1; i <= count; ++i)
+    {
+        const auto unit = global->freeIps.get(i);
+        if (unit != ip)
+            global->freeIps.set(++kept, unit);
+    }
+    for (int i = kept + 1; i <= count; ++i)
+        global->freeIps.set(i, "");
+    global->freeIpCount = kept;
 }
 
 void PluginCommunication::noticeMasterGone()
@@ -356,49 +414,82 @@ void PluginCommunication::noticeMasterGone()
 
 // ---------------------------------------------------------------- the master's hand-out
 
-void PluginCommunication::RequestedIp(int sender)
+void PluginCommunication::queueRequest(int sender)
 {
-    // The lists are rewritten while a check runs: the request waits in the slot.
-    if (!global->deviceCheckIdle.load())
-        return;
+    if (std::find(waitingRequests.begin(), waitingRequests.end(), sender) == waitingRequests.end())
+        waitingRequests.push_back(sender);
+}
 
+void PluginCommunication::serveWaitingRequests()
+{
+    while (!waitingRequests.empty())
+    {
+        const int sender = waitingRequests.front();
+        bool living = false;
+        {
+            auto& box = instanceMailbox();
+            std::lock_guard<std::mutex> lock(box.lock);
+            living = sender > 0 && sender < InstanceMailbox::slotCount && box.slotOwned[sender];
+        }
+        if (living && !RequestedIp(sender))
+            return;
+        waitingRequests.pop_front();
+    }
+}
+
+// The lists must be whole (a check has completed and none runs), and one offer is out at a
+// time: it is held for its slave until that one reports or offerHoldMs pass.
+bool PluginCommunication::mayAnswer(int sender) const
+{
+    if (!global->deviceCheckIdle.load() || global->checksCompleted.load() == 0)
+        return false;
+    auto& box = instanceMailbox();
+    return box.offerTo == 0 || box.offerTo == sender || !box.slotOwned[box.offerTo] ||
+           nowMs() - box.offerTime >= offerHoldMs;
+}
+
+bool PluginCommunication::RequestedIp(int sender)
+{
     auto& box = instanceMailbox();
     int answer = msgOccupiedOffer;
     {
         std::lock_guard<std::mutex> lock(box.lock);
-        if (box.offerTo != 0 && box.offerTo != sender && box.slotOwned[box.offerTo] &&
-            nowMs() - box.offerTime < offerHoldMs)
-            return; // the last offer is not taken yet
+        if (!mayAnswer(sender))
+            return false;
 
-        const int freeCount = clampCount(global->freeIpCount.load());
+        // Free is what the last check found and no other living instance drives now: a unit
+        // let go since the check is free again, one taken since is not.
+        std::vector<std::string> found, units;
         const int foundCount = clampCount(global->foundIpCount.load());
-        answer = freeCount == 0 ? msgOccupiedOffer : msgFreeOffer;
-        const auto& source = freeCount == 0 ? global->foundIps : global->freeIps;
-        const int sourceCount = freeCount == 0 ? foundCount : freeCount;
+        for (int i = 1; i <= foundCount; ++i)
+            if (!global->foundIps.get(i).empty()) // a check that heard nothing leaves an empty entry
+                found.push_back(global->foundIps.get(i));
+        for (const auto& ip : found)
+            if (HeldUnits::holderOtherThan(sender, ip) == 0)
+                units.push_back(ip);
+        answer = units.empty() ? msgOccupiedOffer : msgFreeOffer;
+        if (units.empty())
+            units = found;
 
         box.IPChange.clear();
         box.SerialArray.clear();
-        int count = 0;
-        for (int i = 1; i <= sourceCount; ++i)
+        const int count = clampCount((int)units.size());
+        for (int i = 1; i <= count; ++i)
         {
-            const auto ip = source.get(i);
-            if (ip.empty())
-                continue; // a check that heard nothing leaves an empty entry
-            ++count;
-            box.IPChange.set(count, ip);
-            box.SerialArray.set(count, global->knownNames.get(global->foundIps.indexOf(ip, 1, foundCount)));
+            box.IPChange.set(i, units[(size_t)i - 1]);
+            box.SerialArray.set(
+                i, global->knownNames.get(global->foundIps.indexOf(units[(size_t)i - 1], 1, foundCount)));
         }
         box.countOfValidIPs = count;
         box.offerTo = sender;
         box.offerTime = nowMs();
-        box.offerRound = MasterDeviceChecker::completedChecks();
-        box.flagMessage[slot] = 0;
     }
     queuePost(sender, answer);
     log(pluginNumber,
         "IP's zur abgabe bereit, geht an : " + juce::String(sender) +
             " Message num : " + juce::String(answer),
         false);
+    return true;
 }
 
 // ---------------------------------------------------------------- postings
@@ -510,7 +601,9 @@ void delegatorReceiveIP(void* owner)
 {
     auto* self = static_cast<PluginCommunication*>(owner);
     self->log(0, "Receive Ip Thread started", false);
+    self->receiving = true;
     self->receiveIp();
+    self->receiving = false;
     self->log(0, "Receive Ip Thread ended", false);
 }
 
@@ -570,7 +663,8 @@ void PluginCommunication::receiveIp()
             return;
         safeAndLoad->LoadFiles();
         const std::string stored = global->deviceIp.get();
-        if (!stored.empty() && indexInOffer(stored) > 0)
+        // A claim fails only when an instance searching by itself took the unit meanwhile.
+        if (!stored.empty() && indexInOffer(stored) > 0 && HeldUnits::claim(pluginNumber, stored))
         {
             log(0, "Ip vorhangen und nu connected", true);
             taken = stored;
@@ -580,7 +674,7 @@ void PluginCommunication::receiveIp()
             global->repaintRequest = true;
             global->connected = true;
         }
-        else if (offerCount == 1)
+        else if (offerCount == 1 && HeldUnits::claim(pluginNumber, offer[1]))
         {
             taken = offer[1];
             takeSingleOffer();
@@ -606,9 +700,9 @@ void PluginCommunication::receiveIp()
         takeSingleOffer();
     }
 
-    // Nothing offered yet (the master had not looked at the network): ask again after its
-    // next check, so that instances started together all come to their units.
-    if (offerCount == 0)
+    // Nothing offered (no unit answered the master), or the one offered was taken meanwhile:
+    // ask again after a growing wait, so that no slave stays without a unit that answers.
+    if (taken.empty() && (offerCount == 0 || hasFreeIps.load()))
         retryPending = true;
 
     if (stopping(true))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Ground/RetryBackoff.h"
 #include "Ground/SharedText.h"
 
 #include <juce_events/juce_events.h>
@@ -9,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -29,6 +31,7 @@ struct InstanceMailbox
     // so two posters never meet in a slot.
     std::mutex lock;
     int pluginCount = 0;            // living instances (lock)
+    std::set<int> numbers;          // their numbers, each given to one living instance (lock)
     bool slotOwned[slotCount] = {}; // slot n belongs to a living instance (lock)
     std::atomic<int> flagMessage[slotCount]{};
     std::atomic<int> transmitter[slotCount]{};
@@ -39,10 +42,10 @@ struct InstanceMailbox
     std::atomic<int> countOfValidIPs{0};
     SharedString slavesNewIP;
     std::atomic<bool> masterPresent{false};
-    // The offer in IPChange belongs to this slot until it has taken it (lock).
+    // The offer in IPChange is held for this slot until it reports what it took, or for a
+    // few seconds; meanwhile other requests wait (lock).
     int offerTo = 0;
     double offerTime = 0.0;
-    int offerRound = 0;
 
     void clearShared();
 };
@@ -58,17 +61,20 @@ public:
     PluginCommunication(GlobalData* global, Settings* settings, SafeAndLoad* safeAndLoad, TCPIP* tcp);
     ~PluginCommunication() override;
 
+    // The lowest number that no living instance of the process has; it stays this
+    // instance's for its whole life, and so does the folder of that number.
     int getPluginNumber() const { return pluginNumber; }
-    // The mailbox slot: the instance number, unless a closed instance left its number to be
-    // given out twice; 0 for an instance that works alone from the start.
+    // The mailbox slot: the instance number; 0 for an instance beyond the coordinated slots.
     int getSlot() const { return slot; }
     // True when this instance searches the network itself: the master, an instance beyond
     // the coordinated slots, and a slave whose master has gone.
     bool searchesItself() const;
     bool worksAlone() const { return alone.load(); }
 
-    // Master, messages 3 and 4: hands out units to sender from the device check's lists.
-    void RequestedIp(int sender);
+    // Master, messages 3 and 4: hands out units to sender from the device check's lists,
+    // leaving out every unit another living instance drives. False when the answer has to
+    // wait: no check has completed yet, one is running, or another slave's offer is held.
+    bool RequestedIp(int sender);
     // Slave: tells the master that it now drives another unit (message 14).
     void ReportChangedIp(const std::string& ip);
 
@@ -117,6 +123,14 @@ private:
     void takeReport(int sender, bool answer);
     void mirrorKnownUnits();
     void serveRequests();
+    // Master: requests wait here, out of the slot, so that reports can come in meanwhile.
+    void queueRequest(int sender);
+    void serveWaitingRequests();
+    bool mayAnswer(int sender) const;
+    // Every instance publishes the unit it drives; the master's taken list follows them all.
+    void publishHeldUnit();
+    void gatherTakenUnits();
+    void dropFromFreeUnits(const std::string& ip);
     void noticeMasterGone();
     void goAlone(const char* why);
 
@@ -153,12 +167,17 @@ private:
     std::atomic<bool> alone{false};
     std::atomic<bool> acceptRunning{false};
     std::atomic<bool> abandonReceive{false};
+    std::atomic<bool> receiving{false};
     // The offer this slave was given, copied out of the shared arrays at once.
     std::array<std::string, 99> offer{};
     int offerCount = 0;
-    int offerRound = 0;
+    // Nothing was offered: ask again after a growing wait.
     std::atomic<bool> retryPending{false};
+    // Message thread only.
+    RetryBackoff askAgain{1000, 8000};
+    bool askAgainScheduled = false;
     std::deque<Posting> outbox;
+    std::deque<int> waitingRequests;
 
     JUCE_DECLARE_NON_COPYABLE(PluginCommunication)
 };

@@ -32,7 +32,7 @@ std::vector<std::string> machineBases()
 #if defined(__APPLE__)
     return {};
 #else
-    return {"/usr/local/share", "/usr/share"};
+    return {"/var/lib", "/usr/local/share", "/usr/share"};
 #endif
 }
 } // namespace

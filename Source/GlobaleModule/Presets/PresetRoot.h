@@ -7,9 +7,9 @@
 // - The user's own tree, where saves go: on the Apple system the machine-wide
 //   /Library/Application Support/Velmora Audio Works/Presets/<product>; on Linux
 //   <home>/.local/share/Velmora Audio Works/Presets/<product>.
-// - On Linux, the machine-wide trees /usr/local/share/... and /usr/share/... with the same
-//   tail, read when they exist, whoever owns them (factory presets of a package). On a name
-//   clash the user's entry wins, then /usr/local over /usr.
+// - On Linux, the machine-wide trees /var/lib/..., /usr/local/share/... and /usr/share/...
+//   with the same tail, read when they exist, whoever owns them (factory presets of a
+//   package). On a name clash the user's entry wins, then the trees in this order.
 // The environment variable MORVANE_PRESET_ROOT, when set and not empty, names the one tree
 // instead (tests, packagers).
 namespace PresetRoot

@@ -74,6 +74,11 @@ void TCPIP::SetIP(const std::string& address)
     ip = address;
 }
 
+void TCPIP::TryAddress(const std::string& address)
+{
+    ip = address;
+}
+
 std::string TCPIP::getIp() const
 {
     return ip.get();

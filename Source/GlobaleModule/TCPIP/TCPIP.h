@@ -24,6 +24,9 @@ public:
 
     // Sets the address to talk to and makes it permanent ("IP.txt", takenIps[1]).
     void SetIP(const std::string& address);
+    // Sets the address of a candidate to be tested, storing nothing: a search that tries
+    // several units writes "IP.txt" once, for the one it takes.
+    void TryAddress(const std::string& address);
     // One request. 1 with the response in reply, or -3, -5, -6, -7, -8.
     int GetSite(const std::string& path, bool singleRead);
     // The same, and the response by value, so that threads need not share reply.

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "Ground/RetryBackoff.h"
 #include "Knob.h"
 #include "KnobMap.h"
 #include "StatusDatagram.h"
@@ -128,6 +129,7 @@ private:
     void restorePush();
     std::string restoreUrl();
     void startWatch();
+    bool searchAgainDue();
     void takeSnapshot();
     void regularCycle();
     void sendStep();
@@ -200,6 +202,9 @@ private:
     std::atomic<bool> knobsCreated{false};
     std::atomic<bool> statusReceived{false};
     bool finderStarted = false;
+    // A search that found nothing is started again after these waits (message thread).
+    RetryBackoff searchAgain{2000, 30000};
+    bool searchAgainScheduled = false;
     int changedCount = 0;
     int changeList[tableRows] = {};
     int inputRefreshCounter = 0;

@@ -40,11 +40,15 @@ void MorvaneProcessor::timerCallback()
         connectedStage();
     if (!statusReceived.load())
         unconnectedStage();
+    // The master watches the network from its first tick, connected or not: slaves get their
+    // units from its lists also while it has none of its own.
+    startWatch();
     inTimer = false;
 }
 
 void MorvaneProcessor::connectedStage()
 {
+    searchAgain.reset();
     if (restorePending.load())
         restorePush();
     if (synced && statusReceived.load())
@@ -60,14 +64,40 @@ void MorvaneProcessor::connectedStage()
 
 void MorvaneProcessor::unconnectedStage()
 {
-    // The master searches, and so does an instance that no master serves.
-    if (!globalData->connected.load() && pluginCommunication->searchesItself() && !finderStarted)
+    // The master searches, and so does an instance that no master serves; a search that
+    // found nothing is tried again after a growing wait.
+    if (!globalData->connected.load() && pluginCommunication->searchesItself() &&
+        (!finderStarted || searchAgainDue()))
     {
+        if (findThread.joinable())
+            findThread.join();
         finderStarted = true;
         globalData->deviceFinderRunning = 1;
         findThread = std::thread([this] { delegatorFindDevice(this); });
     }
     CreateTheKnobs();
+}
+
+// The last search has ended without a unit and without a question to the user.
+bool MorvaneProcessor::searchAgainDue()
+{
+    const bool endedEmpty =
+        globalData->deviceFinderRunning.load() == 0 && !globalData->deviceFinderBusy.load();
+    const double now = juce::Time::getMillisecondCounterHiRes();
+    if (!endedEmpty)
+    {
+        searchAgainScheduled = false;
+        return false;
+    }
+    if (!searchAgainScheduled)
+    {
+        searchAgain.failedAt(now);
+        searchAgainScheduled = true;
+    }
+    if (!searchAgain.due(now))
+        return false;
+    searchAgainScheduled = false;
+    return true;
 }
 
 void MorvaneProcessor::takeOverNewAddress()
@@ -185,8 +215,6 @@ void MorvaneProcessor::firstStatus()
     globalData->meterMode = (int)cell(meterModeRow, valueColumn);
     globalData->meterModeChanged = true;
     synced = true;
-
-    startWatch();
 }
 
 void MorvaneProcessor::takeKnobFromStatus(int knob, float value)
@@ -229,10 +257,7 @@ void MorvaneProcessor::restorePush()
     {
         const auto info = tcp->Fetch("/info", true);
         if (info.code != 1 || info.text.empty() || !ReadJson(info.text))
-        {
-            startWatch();
             return; // restorePending stays: the push waits for the unit to report
-        }
     }
 
     computeSlopes();
@@ -246,8 +271,6 @@ void MorvaneProcessor::restorePush()
     tcp->GetSite(sendUrl, true);
     globalData->sending = false;
     synced = true;
-
-    startWatch();
 }
 
 // Every knob the unit compares, the first with its decimals, the others as whole numbers.
