@@ -1,10 +1,10 @@
 #include "CallHome/CallHome.h"
 
-#include "Ground/AtomicFile.h"
 #include "CallHome/UpdateServer.h"
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
 #include "GlobalData/Settings.h"
+#include "Ground/AtomicFile.h"
 #include "Ground/SettingsPaths.h"
 #include "Ground/TextHelpers.h"
 

@@ -1,8 +1,8 @@
 // The preset root, the folder listing and the store's bounds, on temporary folders.
 #include "GlobalData/Settings.h"
+#include "PresetTestSupport.h"
 #include "Presets/KnobDocument.h"
 #include "Presets/PresetFile.h"
-#include "PresetTestSupport.h"
 #include "Presets/PresetListing.h"
 #include "Presets/PresetRoot.h"
 

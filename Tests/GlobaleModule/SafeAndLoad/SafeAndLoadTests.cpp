@@ -1,7 +1,7 @@
 // The instance's files on disk, with "Home" on a fresh temporary folder for every case.
-#include "Ground/AtomicFile.h"
 #include "GlobalData/GlobalData.h"
 #include "GlobalData/Settings.h"
+#include "Ground/AtomicFile.h"
 #include "SafeAndLoad/SafeAndLoad.h"
 #include "TestEnvironment.h"
 
