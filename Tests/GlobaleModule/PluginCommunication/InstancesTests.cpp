@@ -226,7 +226,17 @@ TEST_F(Instances, SlavesGetTheirStoredUnitsBackInAnyOrder)
         EXPECT_FALSE(anyAlert(two) || anyAlert(three));
         EXPECT_EQ(Studio::file(2, "IP.txt"), Studio::address(3));
         EXPECT_EQ(Studio::file(3, "IP.txt"), Studio::address(2));
+        // The taken list is every living slave's, whichever reported last; a closed one's goes.
+        EXPECT_TRUE(TestEnvironment::pumpUntil(
+            [&] {
+                return g(master)->takenIps.get(2) == Studio::address(3) &&
+                       g(master)->takenIpCount.load() == 3;
+            },
+            3000));
+        EXPECT_EQ(g(master)->takenIps.get(3), Studio::address(2));
         close(three);
+        EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return g(master)->takenIpCount.load() == 2; }, 3000));
+        EXPECT_EQ(g(master)->takenIps.get(3), "");
         close(two);
         close(master);
     }
