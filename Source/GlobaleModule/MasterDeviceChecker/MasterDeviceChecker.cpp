@@ -9,18 +9,12 @@
 
 namespace
 {
-std::atomic<int> checksDone{0};
 std::atomic<int> checkIntervalMs{10000};
 
 // A search of the finder uses the same broadcaster; the check waits for it this long and
 // otherwise leaves this round out.
 constexpr int finderWaitLimitMs = 30000;
 } // namespace
-
-int MasterDeviceChecker::completedChecks()
-{
-    return checksDone.load();
-}
 
 void MasterDeviceChecker::setIntervalMs(int ms)
 {
@@ -100,7 +94,6 @@ void MasterDeviceChecker::runCheck()
             global->knownIpCount = count;
             takeFoundUnits(count);
             global->freeIpCount = workOutFreeUnits(count);
-            ++checksDone;
             ++global->checksCompleted;
         }
     }

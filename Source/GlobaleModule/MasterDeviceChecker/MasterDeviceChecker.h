@@ -22,9 +22,6 @@ public:
     // Starts one check on its own thread unless one is running (message thread).
     void startCheck();
 
-    // Checks completed in this process so far; a slave that was offered nothing asks again
-    // once this has grown.
-    static int completedChecks();
     // The period of the watch, 10 s; tests shorten it before the checker is made.
     static void setIntervalMs(int ms);
     static int intervalMs();

@@ -24,13 +24,12 @@ protected:
     bool checkDoneSince(int before)
     {
         return TestEnvironment::pumpUntil(
-            [&] { return MasterDeviceChecker::completedChecks() > before && global.deviceCheckIdle.load(); },
-            10000);
+            [&] { return global.checksCompleted.load() > before && global.deviceCheckIdle.load(); }, 10000);
     }
     // One whole check, started here.
     bool check()
     {
-        const int before = MasterDeviceChecker::completedChecks();
+        const int before = global.checksCompleted.load();
         checker->startCheck();
         return checkDoneSince(before);
     }
@@ -74,10 +73,10 @@ TEST_F(DeviceWatch, TheFreeListLeavesOutWhatInstancesHoldAndTheTimerRepeatsOneCh
 
     checker.reset();
     MasterDeviceChecker::setIntervalMs(100);
-    const int before = MasterDeviceChecker::completedChecks();
+    const int before = global.checksCompleted.load();
     checker = std::make_unique<MasterDeviceChecker>(&global, &computer.broadcast, &computer.settings);
-    EXPECT_TRUE(TestEnvironment::pumpUntil(
-        [&] { return MasterDeviceChecker::completedChecks() >= before + 3; }, 15000));
+    EXPECT_TRUE(
+        TestEnvironment::pumpUntil([&] { return global.checksCompleted.load() >= before + 3; }, 15000));
     const auto log = Studio::log();
     EXPECT_LE(countLines(log, started), countLines(log, ended) + 1) << "one check at a time";
 }
@@ -86,12 +85,12 @@ TEST_F(DeviceWatch, ACheckWaitsForARunningSearchAndEndsByItsFlag)
 {
     startUnits(2);
     global.deviceFinderRunning = 1;
-    const int before = MasterDeviceChecker::completedChecks();
+    const int before = global.checksCompleted.load();
     checker->startCheck();
     EXPECT_FALSE(global.deviceCheckIdle.load()) << "the lists are not to be read now";
     TestEnvironment::pump(600);
     EXPECT_EQ(Studio::log().find("Start Broadcast To All Interfaces"), std::string::npos);
-    EXPECT_EQ(MasterDeviceChecker::completedChecks(), before);
+    EXPECT_EQ(global.checksCompleted.load(), before);
     global.deviceFinderRunning = 0;
     EXPECT_TRUE(checkDoneSince(before));
     EXPECT_EQ(global.foundIpCount.load(), 2);
