@@ -17,7 +17,7 @@ void* asyncImages(void* arg)
 }
 
 // Each picture is followed by a look at closing, so that a closing window waits for one
-// decoding at most. The panel comes first.
+// decoding at most. The search animation comes first, then the panel.
 void MorvaneEditor::LoadImages()
 {
     loadingImages = true;
@@ -26,8 +26,10 @@ void MorvaneEditor::LoadImages()
         into = std::move(image);
         return !closing.load();
     };
-    bool going = take(decoded.panel, pictures->get(Picture::panel)) &&
-                 take(decoded.frame, pictures->get(Picture::frame));
+    bool going = take(decoded.splash, pictures->get(Picture::splash));
+    splashDecoded = going;
+    going = going && take(decoded.panel, pictures->get(Picture::panel)) &&
+            take(decoded.frame, pictures->get(Picture::frame));
     for (int i = 0; going && i < faceCount; ++i)
     {
         const int number = i < 21 ? Picture::firstFace + i : Picture::network;
@@ -50,6 +52,14 @@ void MorvaneEditor::LoadImages()
     if (global->meterModeChanged.exchange(false) && !closing.load())
         tcp->Fetch("/knob?6/" + IntInString(global->meterMode.load()), true);
     imagesDecoded = true;
+}
+
+// Message thread: the search animation, as soon as it is decoded.
+void MorvaneEditor::installSplash()
+{
+    splashImage = decoded.splash;
+    splashLook->SetImage(splashImage, 150, false);
+    splashKnob.repaint();
 }
 
 // Message thread: what LoadImages decoded goes into the components.

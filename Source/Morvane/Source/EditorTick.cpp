@@ -8,6 +8,8 @@ void MorvaneEditor::timerCallback()
     repaint();
     if (loadingImages.load())
     {
+        if (splashDecoded.exchange(false))
+            installSplash();
         if (imagesDecoded.load())
             installPictures();
         return;

@@ -29,6 +29,7 @@ MorvaneEditor::MorvaneEditor(MorvaneProcessor& p, GlobalData* g, GlobalSettings*
     global->viewState = 0;
     imagesThread = std::thread([this] { asyncImages(this); });
     setSize(settings->width, settings->height);
+    constructed = true;
     startTimer(40);
     callHome = std::make_unique<CallHome>(global, settings);
     callHomeThread = std::thread([this] { delegatorCallHome(callHome.get()); });
@@ -62,12 +63,12 @@ MorvaneEditor::~MorvaneEditor()
     processor.editorClosing(this);
 }
 
-// The search animation must show at once, so its strip is decoded here.
+// The search animation's strip is 45000 rows: it is the first picture of imagesThread, so
+// that the window opens at once, and turns as soon as it arrives.
 void MorvaneEditor::createSplash()
 {
-    splashImage = pictures->get(Picture::splash);
     splashLook = std::make_unique<LookAndFeelSlider>(150);
-    splashLook->SetImage(splashImage, 150, false);
+    splashLook->SetImage({}, 150, false);
     splashKnob.setLookAndFeel(splashLook.get());
     splashKnob.setRange(0.0, 1.0, 0.0);
     splashKnob.setValue(0.0, juce::dontSendNotification);
@@ -237,16 +238,26 @@ int MorvaneEditor::k(int length) const
     return scaledLength(length, global->guiSize.load());
 }
 
-// The only sizes are those of the size factor: a host that resizes the window gets that
-// size back.
+// A host that resizes the window gets the size of the nearest size factor, taken from the
+// width, as if the user had set it in the preferences.
+void MorvaneEditor::takeHostWidth()
+{
+    const float wanted = (float)getWidth() / (float)settings->width - 1.0f;
+    global->guiSize = juce::jlimit(0.0f, 5.0f, wanted);
+    global->safeGuiSettings();
+}
+
+// The only sizes are those of the size factor.
 void MorvaneEditor::resized()
 {
-    const float s = global->guiSize.load();
-    if (s == 20.0f)
+    if (global->guiSize.load() == 20.0f)
         return;
+    if (constructed && !sizing && getWidth() != k(settings->width))
+        takeHostWidth();
     const int width = k(settings->width), height = k(runtime == 80 ? 2 * settings->height : settings->height);
     if (getWidth() != width || getHeight() != height)
     {
+        const juce::ScopedValueSetter<bool> own(sizing, true);
         setSize(width, height); // lays out again from inside
         return;
     }
@@ -399,6 +410,8 @@ void MorvaneEditor::scaleChildren()
     needleShadowTop.scale = needleShadowBottom.scale = s;
     presetMain->scale = s;
     buttonLook.scale = s;
+    for (auto& label : statusLabels)
+        label.setFont(juce::Font(15.0f * (1.0f + s)));
 }
 
 void MorvaneEditor::sliderValueChanged(juce::Slider* slider)

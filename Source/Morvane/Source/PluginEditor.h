@@ -103,6 +103,7 @@ private:
 
     // Layout.
     int k(int length) const;
+    void takeHostWidth();
     void layoutKnobs();
     void layoutDisplays();
     void layoutButtons();
@@ -134,6 +135,7 @@ private:
     std::array<ImageClippingLed*, 8> allLamps() const;
 
     // The pictures.
+    void installSplash();
     void installPictures();
     void installKnobLooks();
     void prepareMeterKnob();
@@ -157,9 +159,12 @@ private:
     int runtime = 0;
     int oldRuntime = -1;
     bool viewDirty = false;
+    bool constructed = false;
+    bool sizing = false;
     std::atomic<bool> closing{false};
     std::atomic<bool> loadingImages{false};
     std::atomic<bool> imagesDecoded{false};
+    std::atomic<bool> splashDecoded{false};
     float splashPosition = 0.0f;
     float lastModeR = 99.0f;
 

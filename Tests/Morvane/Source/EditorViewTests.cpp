@@ -292,3 +292,49 @@ TEST_F(Views, TheNetworkPageShowsTheUnitsAddressInBothDisplays)
     ASSERT_TRUE(until([&] { return editor->macLabelsTop[0].getText() != "A B"; }));
     EXPECT_EQ(editor->macLabelsTop[5].getText(), editor->macLabelsBottom[5].getText());
 }
+
+TEST_F(Views, AHostThatResizesGetsTheSizeOfTheNearestFactor)
+{
+    ASSERT_TRUE(rig.connect());
+    openEditor();
+    ASSERT_TRUE(until([&] { return editor->getRuntime() == 4; }));
+    editor->setSize(1600, 300);
+    EXPECT_EQ(std::make_tuple(rig.global->guiSize.load(), editor->getWidth(), editor->getHeight()),
+              std::make_tuple(1.0f, 1600, 438));
+    EXPECT_EQ(editor->knobs[3]->getBounds(), juce::Rectangle<int>(1286, 80, 120, 120));
+    editor->setSize(20000, 219);
+    EXPECT_EQ(std::make_pair(rig.global->guiSize.load(), editor->getWidth()), std::make_pair(5.0f, 4800));
+    editor->setSize(10, 10);
+    EXPECT_EQ(editor->getBounds(), juce::Rectangle<int>(0, 0, 800, 219));
+    EXPECT_NE(
+        TestEnvironment::readFile(rig.global->settingsFolder.get() + "/GuiSettings.txt").find("Size = 0"),
+        std::string::npos);
+}
+
+TEST_F(Views, KnobsButtonsAndFieldsCarryNamesAndKnobsTakeArrowKeys)
+{
+    ASSERT_TRUE(rig.connect());
+    openEditor();
+    ASSERT_TRUE(until([&] { return editor->getRuntime() == 4; }));
+    for (int i = 0; i < 16; ++i)
+        EXPECT_TRUE(i == 8 || editor->knobs[i]->getTitle().toStdString() ==
+                                  rig.processor->getSettings()->knobNames[(size_t)i])
+            << i;
+    EXPECT_EQ(editor->knobs[19]->getTitle(), "Mode R");
+    for (auto* named : std::initializer_list<juce::Component*>{&editor->btnPresets, &editor->btnIpOk,
+                                                               &editor->ipEditors[0], &editor->ipEditors[3]})
+        EXPECT_FALSE(named->getTitle().isEmpty());
+    Knob& input = *editor->knobs[3];
+    Knob& mode = *editor->knobs[2];
+    EXPECT_TRUE(input.getWantsKeyboardFocus());
+    input.setValue(0.5, juce::dontSendNotification);
+    mode.setValue(4.0, juce::dontSendNotification);
+    input.keyPressed(juce::KeyPress(juce::KeyPress::upKey));
+    mode.keyPressed(juce::KeyPress(juce::KeyPress::rightKey));
+    EXPECT_NEAR(input.getValue(), 0.51, 1e-6);
+    EXPECT_EQ(mode.getValue(), 5.0);
+    input.keyPressed(juce::KeyPress(juce::KeyPress::downKey));
+    mode.keyPressed(juce::KeyPress(juce::KeyPress::leftKey));
+    EXPECT_NEAR(input.getValue(), 0.5, 1e-6);
+    EXPECT_EQ(mode.getValue(), 4.0);
+}

@@ -4,30 +4,15 @@
 
 #include "Components/MeterNadel.h"
 #include "GlobalData/GlobalData.h"
+#include "XErrors.h"
 
 #include <dirent.h>
 #include <unistd.h>
 
 #include <fstream>
 
-// Xlib's own header clashes with the framework's names; this one call is all the test needs.
-extern "C"
-{
-    using XErrorHandler = int (*)(void* display, void* event);
-    XErrorHandler XSetErrorHandler(XErrorHandler handler);
-}
-
 namespace
 {
-std::atomic<int> xErrors{0};
-
-// A harmless X error (a window gone a moment early) must not end the run.
-int countXError(void*, void*)
-{
-    ++xErrors;
-    return 0;
-}
-
 int threadCount()
 {
     int count = 0;
@@ -54,7 +39,7 @@ protected:
     // The host's part: the framework leaves X errors to the program that loads the plug-in.
     void SetUp() override
     {
-        XSetErrorHandler(countXError);
+        XErrors::survive();
         ASSERT_TRUE(rig.connect());
     }
 
