@@ -2,6 +2,8 @@
 // thread by the tick, which stays away from them until then.
 #include "PluginEditor.h"
 
+#include "KnobMap.h"
+
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
 #include "TCPIP/TCPIP.h"
@@ -100,14 +102,14 @@ void MorvaneEditor::installKnobLooks()
     knobLookSmall->SetImage(knobImageSmall, 12, false);
     for (int i = 0; i < settings->knobCount && i < panelKnobs; ++i)
         knobs[i]->setLookAndFeel(knobLookBig.get());
-    knobs[2]->setLookAndFeel(knobLookSmall.get());
-    knobs[19]->setLookAndFeel(knobLookSmall.get());
+    knobs[KnobMap::mode]->setLookAndFeel(knobLookSmall.get());
+    knobs[KnobMap::lowerMode]->setLookAndFeel(knobLookSmall.get());
 }
 
 // Knob 35 carries the meter value.
 void MorvaneEditor::prepareMeterKnob()
 {
-    Knob& meter = *knobs[35];
+    Knob& meter = *knobs[KnobMap::meterRightSlot];
     meter.setRange(-32.0, 0.0, 0.0);
     meter.setValue(1.0, juce::sendNotificationAsync);
     meter.setSliderStyle(juce::Slider::RotaryHorizontalVerticalDrag);

@@ -2,6 +2,8 @@
 // lamps, and the unit's identity on the network page.
 #include "PluginEditor.h"
 
+#include "KnobMap.h"
+
 #include "GlobalData/GlobalData.h"
 #include "TCPIP/TCPIP.h"
 
@@ -20,20 +22,21 @@ void MorvaneEditor::CheckMeter()
 
 void MorvaneEditor::stereoMeterStep()
 {
-    global->hostChanged[35] = false;
-    const float value = global->hostValue[35].load();
-    knobs[35]->setValue(value, juce::dontSendNotification);
+    global->hostChanged[KnobMap::meterRightSlot] = false;
+    const float value = global->hostValue[KnobMap::meterRightSlot].load();
+    knobs[KnobMap::meterRightSlot]->setValue(value, juce::dontSendNotification);
     Needle::turn(needleTop, global->guiSize.load(), value);
     Needle::turn(needleShadowTop, global->guiSize.load(), value);
 }
 
 void MorvaneEditor::dualMonoMeterStep()
 {
-    if (!global->hostChanged[35].exchange(false) || knobs[35]->dragging)
+    if (!global->hostChanged[KnobMap::meterRightSlot].exchange(false) ||
+        knobs[KnobMap::meterRightSlot]->dragging)
         return;
-    const float value = global->hostValue[35].load();
-    knobs[35]->setValue(value, juce::dontSendNotification);
-    if (knobs[2]->getValue() == 11.0)
+    const float value = global->hostValue[KnobMap::meterRightSlot].load();
+    knobs[KnobMap::meterRightSlot]->setValue(value, juce::dontSendNotification);
+    if (knobs[KnobMap::mode]->getValue() == KnobMap::lastModePosition)
         return;
     Needle::turn(needleTop, global->guiSize.load(), value);
     Needle::turn(needleShadowTop, global->guiSize.load(), value);
@@ -63,7 +66,7 @@ void MorvaneEditor::clipStep(bool dual)
     if (switched && !dual)
         for (auto* lamp : lampsOf(false))
             lamp->setVisible(false);
-    const int word = (int)global->hostValue[20].load();
+    const int word = (int)global->hostValue[KnobMap::clipSlot].load();
     const auto field = [word](int shift)
     {
         return (word >> shift) & 3;

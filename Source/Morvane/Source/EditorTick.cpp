@@ -1,6 +1,8 @@
 // The window's only driver: every tick repaints and walks a fixed list of flags.
 #include "PluginEditor.h"
 
+#include "KnobMap.h"
+
 #include "GlobalData/GlobalData.h"
 
 void MorvaneEditor::timerCallback()
@@ -84,8 +86,8 @@ void MorvaneEditor::enterDualMono(bool copyMode)
     global->dualMonoEntered = true;
     if (copyMode)
     {
-        knobs[19]->setValue(knobs[2]->getValue(), juce::sendNotificationAsync);
-        knobs[19]->repaint();
+        knobs[KnobMap::lowerMode]->setValue(knobs[KnobMap::mode]->getValue(), juce::sendNotificationAsync);
+        knobs[KnobMap::lowerMode]->repaint();
     }
     setView(80);
     resized();
@@ -117,7 +119,7 @@ void MorvaneEditor::resolutionStep()
         return;
     const double step = (double)global->knobResolution.load() / 10000.0;
     for (int i = 0; i < panelKnobs; ++i)
-        if (i != 2 && i != 19)
+        if (i != KnobMap::mode && i != KnobMap::lowerMode)
             knobs[i]->setRange(0.0, 1.0, step);
 }
 
@@ -130,7 +132,7 @@ void MorvaneEditor::stereoStep()
     resolutionStep();
     CheckMeter();
     stereoMeterStep();
-    for (int i = 0; i <= 16; ++i)
+    for (int i = 0; i <= KnobMap::lastComparedKnob; ++i)
         knobStep(i, false);
     clipStep(false);
     global->anyHostChange = false;
@@ -145,14 +147,14 @@ void MorvaneEditor::dualMonoStep()
     btnStereo.setVisible(true);
     serveChannelRequests(false);
     // The right mode switch leads the left one in this direction.
-    const float modeR = (float)knobs[19]->getValue();
+    const float modeR = (float)knobs[KnobMap::lowerMode]->getValue();
     if (modeR != lastModeR)
     {
-        knobs[2]->setValue(modeR, juce::sendNotificationAsync);
+        knobs[KnobMap::mode]->setValue(modeR, juce::sendNotificationAsync);
         lastModeR = modeR;
     }
     dualMonoMeterStep();
-    for (int i = 0; i <= 19; ++i)
+    for (int i = 0; i <= KnobMap::lowerMode; ++i)
         knobStep(i, true);
     clipStep(true);
     global->anyHostChange = false;
@@ -161,11 +163,13 @@ void MorvaneEditor::dualMonoStep()
 // A host value reaches a knob without notification, and never one under the user's hand.
 void MorvaneEditor::knobStep(int i, bool dual)
 {
-    if (dual && i == 19)
+    if (dual && i == KnobMap::lowerMode)
     {
-        if (global->hostChanged[19].exchange(false) && !knobs[19]->dragging && knobs[2]->getValue() != 11.0)
+        if (global->hostChanged[KnobMap::meterLeftSlot].exchange(false) &&
+            !knobs[KnobMap::lowerMode]->dragging &&
+            knobs[KnobMap::mode]->getValue() != KnobMap::lastModePosition)
         {
-            const float value = global->hostValue[19].load();
+            const float value = global->hostValue[KnobMap::meterLeftSlot].load();
             Needle::turn(needleBottom, global->guiSize.load(), value);
             Needle::turn(needleShadowBottom, global->guiSize.load(), value);
         }
@@ -173,8 +177,8 @@ void MorvaneEditor::knobStep(int i, bool dual)
     }
     if (global->hostChanged[i].exchange(false) && !knobs[i]->dragging)
         knobs[i]->setValue(global->hostValue[i].load(), juce::dontSendNotification);
-    if (i == 8 && !dual)
-        knobs[8]->setValue(global->hostValue[8].load(), juce::dontSendNotification);
-    if (i <= 16)
+    if (i == KnobMap::lamp && !dual)
+        knobs[KnobMap::lamp]->setValue(global->hostValue[KnobMap::lamp].load(), juce::dontSendNotification);
+    if (i <= KnobMap::lastComparedKnob)
         overrideMarks[(size_t)i]->setVisible(global->deviceHeld[i].load());
 }

@@ -1,6 +1,8 @@
 // paint: the one place where the view turns into what is visible.
 #include "PluginEditor.h"
 
+#include "KnobMap.h"
+
 #include "Components/MyImageButton.h"
 #include "GlobalData/GlobalData.h"
 
@@ -61,8 +63,9 @@ void MorvaneEditor::applyView()
     lampTop->setVisible(panel);
     frameBottom->setVisible(dual);
     lampBottom->setVisible(dual);
-    for (int i = 0; i <= 18; ++i)
-        knobs[i]->setVisible((i <= 7 && panel) || (i >= 9 && i <= 15 && dual));
+    for (int i = 0; i < KnobMap::lowerMode; ++i)
+        knobs[i]->setVisible((i <= KnobMap::mixLeft && panel) ||
+                             (i >= KnobMap::inputRight && i <= KnobMap::mixRight && dual));
     needleShadowBottom.setVisible(false);
     if (!panel)
     {

@@ -1,5 +1,7 @@
 #include "PluginEditor.h"
 
+#include "KnobMap.h"
+
 #include "CallHome/CallHome.h"
 #include "Components/MyImageButton.h"
 #include "Components/Scale.h"
@@ -51,7 +53,7 @@ MorvaneEditor::~MorvaneEditor()
     macRequest.join();
     for (int i = 0; i < panelKnobs; ++i)
     {
-        if (i <= 7)
+        if (i <= KnobMap::mixLeft)
             knobs[i]->removeListener(this);
         knobs[i]->setLookAndFeel(nullptr);
     }
@@ -195,10 +197,11 @@ void MorvaneEditor::addKnobs()
         Knob& knob = *knobs[i];
         addChildComponent(knob);
         knob.setVisible(false);
-        if (i <= 7)
+        if (i <= KnobMap::mixLeft)
             knob.addListener(this);
         const auto& name = settings->knobNames[(size_t)i];
-        knob.setTitle(name.empty() ? (i == 19 ? "Mode R" : "Knob " + juce::String(i)) : juce::String(name));
+        knob.setTitle(name.empty() ? (i == KnobMap::lowerMode ? "Mode R" : "Knob " + juce::String(i))
+                                   : juce::String(name));
         knob.setWantsKeyboardFocus(true);
         overrideMarks[(size_t)i] = std::make_unique<ManuelOverWriteBtn>(i);
         addChildComponent(*overrideMarks[(size_t)i]);
@@ -283,8 +286,8 @@ void MorvaneEditor::layoutKnobs()
         c.setBounds(k(settings->knobX[(size_t)i]), k(settings->knobY[(size_t)i]),
                     k(settings->knobW[(size_t)i]), k(settings->knobH[(size_t)i]));
     };
-    place(*knobs[19], 19);
-    knobs[19]->setVisible(true);
+    place(*knobs[KnobMap::lowerMode], KnobMap::lowerMode);
+    knobs[KnobMap::lowerMode]->setVisible(true);
     for (int i = 0; i <= 17; ++i)
         place(*knobs[i], i);
     for (int i = 0; i < 16; ++i)
@@ -422,12 +425,12 @@ void MorvaneEditor::sliderValueChanged(juce::Slider* slider)
     if (i == panelKnobs)
         return;
     const float value = (float)slider->getValue();
-    if (i == 2)
+    if (i == KnobMap::mode)
     {
         if (global->dualMono.load())
         {
-            knobs[19]->setValue(value, juce::sendNotificationAsync);
-            knobs[19]->repaint();
+            knobs[KnobMap::lowerMode]->setValue(value, juce::sendNotificationAsync);
+            knobs[KnobMap::lowerMode]->repaint();
         }
         global->modeChanged = true;
         viewDirty = true;
@@ -486,8 +489,8 @@ void MorvaneEditor::dualMonoClicked()
     global->dualMono = true;
     global->dualMonoEntered = true;
     setView(80);
-    knobs[19]->setValue(knobs[2]->getValue(), juce::sendNotificationAsync);
-    knobs[19]->repaint();
+    knobs[KnobMap::lowerMode]->setValue(knobs[KnobMap::mode]->getValue(), juce::sendNotificationAsync);
+    knobs[KnobMap::lowerMode]->repaint();
 }
 
 // An address typed whole is stored and searched; with a part empty the master searches
