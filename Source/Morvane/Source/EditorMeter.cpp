@@ -77,29 +77,23 @@ void MorvaneEditor::clipStep(bool dual)
         ImageClippingLed* amber;
         int shift;
     };
-    if (!dual)
+    // Stereo: the second channel's input and output on the upper display; dual mono: both
+    // channels, the first above.
+    const Pair stereoPairs[2] = {{ledInRedTop.get(), ledInAmberTop.get(), 2},
+                                 {ledOutRedTop.get(), ledOutAmberTop.get(), 6}};
+    const Pair dualPairs[4] = {{ledInRedTop.get(), ledInAmberTop.get(), 0},
+                               {ledOutRedTop.get(), ledOutAmberTop.get(), 4},
+                               {ledInRedBottom.get(), ledInAmberBottom.get(), 2},
+                               {ledOutRedBottom.get(), ledOutAmberBottom.get(), 6}};
+    const Pair* pairs = dual ? dualPairs : stereoPairs;
+    bool* act = dual ? actClipDual.data() : actClipStereo.data();
+    bool* last = dual ? lastClipDual.data() : lastClipStereo.data();
+    for (size_t p = 0; p < (dual ? 4u : 2u); ++p)
     {
-        const Pair pairs[2] = {{ledInRedTop.get(), ledInAmberTop.get(), 2},
-                               {ledOutRedTop.get(), ledOutAmberTop.get(), 6}};
-        for (size_t p = 0; p < 2; ++p)
-        {
-            actClipStereo[2 * p] = field(pairs[p].shift) == 2;
-            actClipStereo[2 * p + 1] = field(pairs[p].shift) == 1;
-            setLamp(*pairs[p].red, actClipStereo[2 * p], lastClipStereo[2 * p], true, switched);
-            setLamp(*pairs[p].amber, actClipStereo[2 * p + 1], lastClipStereo[2 * p + 1], true, switched);
-        }
-        return;
-    }
-    const Pair pairs[4] = {{ledInRedTop.get(), ledInAmberTop.get(), 0},
-                           {ledOutRedTop.get(), ledOutAmberTop.get(), 4},
-                           {ledInRedBottom.get(), ledInAmberBottom.get(), 2},
-                           {ledOutRedBottom.get(), ledOutAmberBottom.get(), 6}};
-    for (size_t p = 0; p < 4; ++p)
-    {
-        actClipDual[2 * p] = field(pairs[p].shift) == 2;
-        actClipDual[2 * p + 1] = field(pairs[p].shift) == 1;
-        setLamp(*pairs[p].red, actClipDual[2 * p], lastClipDual[2 * p], false, switched);
-        setLamp(*pairs[p].amber, actClipDual[2 * p + 1], lastClipDual[2 * p + 1], false, switched);
+        act[2 * p] = field(pairs[p].shift) == 2;
+        act[2 * p + 1] = field(pairs[p].shift) == 1;
+        setLamp(*pairs[p].red, act[2 * p], last[2 * p], !dual, switched);
+        setLamp(*pairs[p].amber, act[2 * p + 1], last[2 * p + 1], !dual, switched);
     }
 }
 
