@@ -25,6 +25,11 @@ juce_add_plugin(Morvane
     VST3_CATEGORIES Fx Dynamics
     VST2_CATEGORY kPlugCategEffect)
 
+# Debian's framework names an LV2 plug-in by its product name unless the wrapper is told the URI,
+# and a bundle whose binary and manifest then disagree loads in no LV2 host.
+get_target_property(MORVANE_LV2_URI Morvane JUCE_LV2URI)
+target_compile_definitions(Morvane_LV2 PRIVATE JucePlugin_LV2URI="${MORVANE_LV2_URI}")
+
 include(${CMAKE_CURRENT_LIST_DIR}/MorvaneLayers.cmake)
 morvane_check_layers(${PROJECT_SOURCE_DIR}/Source/GlobaleModule)
 

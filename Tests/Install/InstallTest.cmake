@@ -1,7 +1,8 @@
-# cmake -DBUILD=<build> -DSOURCE=<tree> -DVERSION=<x.y.z> -P InstallTest.cmake
+# cmake -DBUILD=<build> -DSOURCE=<tree> -DVERSION=<x.y.z> -DHOSTING=<morvane_hosting_tests> -P InstallTest.cmake
 # Installs system-wide into a temporary prefix, per user into a temporary home (when the build
-# kept the default prefix), builds the Debian package and unpacks it; checks each layout and
-# prints the package's size. Removes what it made.
+# kept the default prefix), builds the Debian package and unpacks it; checks each layout, loads
+# the unpacked VST2, VST3 and LV2 in the framework's host and prints the package's size. Removes
+# what it made.
 cmake_policy(VERSION 3.22)
 load_cache("${BUILD}" READ_WITH_PREFIX build_ CMAKE_INSTALL_PREFIX MORVANE_DEFAULT_PREFIX)
 
@@ -87,6 +88,8 @@ if(EXISTS "${deb}")
     run("dpkg -x" dpkg -x "${deb}" "${root}")
     expect_layout("package" "${root}/usr/lib/vst" "${root}/usr/lib/vst3" "${root}/usr/lib/lv2" "${root}/usr/bin"
                   "${root}/var/lib/${presetFolder}")
+    run("the framework's host on the unpacked plug-ins" ${CMAKE_COMMAND} -E env "MORVANE_HOSTED_PREFIX=${root}/usr"
+        "${HOSTING}" --gtest_filter=Formats/Hosted.*)
 else()
     fail("no package ${deb}")
 endif()

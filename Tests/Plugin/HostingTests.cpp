@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <juce_audio_processors/juce_audio_processors.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -10,8 +11,9 @@ namespace
 struct Format
 {
     const char* name;
-    juce::String path;
+    juce::String path; // for LV2 the folder of bundles, searched for the plug-in's URI
     bool vst3;
+    bool lv2 = false;
 };
 
 void PrintTo(const Format& format, std::ostream* out)
@@ -19,11 +21,23 @@ void PrintTo(const Format& format, std::ostream* out)
     *out << format.name;
 }
 
-const Format vst2{"VST", MORVANE_VST2_PATH, false};
+// The build's binaries, or those installed below MORVANE_HOSTED_PREFIX (an unpacked package's usr).
+juce::String located(const juce::String& built, const char* installed)
+{
+    const char* prefix = std::getenv("MORVANE_HOSTED_PREFIX");
+    return prefix != nullptr && *prefix != '\0' ? juce::String(prefix) + installed : built;
+}
+
+const Format vst2{"VST", located(MORVANE_VST2_PATH, "/lib/vst/Morvane.so"), false};
 // The VST3 bundle is two levels above its binary (Contents/<architecture>).
 const Format vst3{
-    "VST3", juce::File(MORVANE_VST3_BINARY_DIR).getParentDirectory().getParentDirectory().getFullPathName(),
+    "VST3",
+    located(juce::File(MORVANE_VST3_BINARY_DIR).getParentDirectory().getParentDirectory().getFullPathName(),
+            "/lib/vst3/Morvane.vst3"),
     true};
+const Format lv2{"LV2",
+                 located(juce::File(MORVANE_LV2_BUNDLE).getParentDirectory().getFullPathName(), "/lib/lv2"),
+                 false, true};
 
 std::unique_ptr<juce::AudioPluginInstance> load(const Format& format)
 {
@@ -32,7 +46,11 @@ std::unique_ptr<juce::AudioPluginInstance> load(const Format& format)
     juce::OwnedArray<juce::PluginDescription> found;
     for (auto* candidate : manager.getFormats())
         if (candidate->getName() == format.name)
-            candidate->findAllTypesForFile(found, format.path);
+        {
+            if (format.lv2)
+                candidate->searchPathsForPlugins(juce::FileSearchPath(format.path), false, false);
+            candidate->findAllTypesForFile(found, format.lv2 ? MORVANE_LV2_URI : format.path);
+        }
     juce::String error;
     return found.isEmpty() ? nullptr : manager.createPluginInstance(*found[0], 48000.0, 256, error);
 }
@@ -75,6 +93,14 @@ std::string pluginBytesOf(const Format& format, const juce::MemoryBlock& hostSta
         if (component != nullptr)
             block.fromBase64Encoding(component->getAllSubText());
     }
+    if (format.lv2) // a Turtle preset whose state string is the block in the framework's base64
+    {
+        const auto encoded = hostState.toString()
+                                 .fromFirstOccurrenceOf(":StateString> \"", false, false)
+                                 .upToFirstOccurrenceOf("\"", false, false);
+        block.reset();
+        block.fromBase64Encoding(encoded);
+    }
     return std::string(static_cast<const char*>(block.getData()), block.getSize());
 }
 
@@ -108,16 +134,18 @@ TEST_P(Hosted, ShowsItsParametersBusesAndStateAndPassesAudioBitForBit)
     ASSERT_NE(plugin, nullptr) << GetParam().path;
     EXPECT_EQ(plugin->getName(), "Morvane");
 
-    // The VST3 wrapper adds a bypass switch of its own behind the plug-in's parameters.
+    // The VST3 and LV2 wrappers add a bypass switch of their own, behind the plug-in's parameters
+    // in VST3 and before them in LV2.
+    const bool lv2 = GetParam().lv2;
     const auto& parameters = plugin->getParameters();
-    ASSERT_EQ(parameters.size(), vst3 ? 17 : 16);
+    ASSERT_EQ(parameters.size(), vst3 || lv2 ? 17 : 16);
     const char* names[] = {"Input L",     "Attack L",  "Mode L",      "Output L", "Threshold", "Release L",
                            "Sidechain L", "Mix L",     "--------",    "Input R",  "Attack R",  "Output R",
                            "Threshold R", "Release R", "Sidechain R", "Mix R"};
     for (int i = 0; i < 16; ++i)
     {
-        EXPECT_EQ(parameters[i]->getName(64), names[i]) << i;
-        EXPECT_EQ(parameters[i]->getValue(), 0.0f) << i;
+        EXPECT_EQ(parameters[i + lv2]->getName(64), names[i]) << i;
+        EXPECT_EQ(parameters[i + lv2]->getValue(), 0.0f) << i;
     }
 
     EXPECT_EQ(plugin->getTotalNumInputChannels(), 2);
@@ -192,7 +220,7 @@ TEST_P(SessionThroughHost, StateOfOneInstanceRestoresAFreshOne)
         << restored;
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, Hosted, testing::Values(vst2, vst3),
+INSTANTIATE_TEST_SUITE_P(Formats, Hosted, testing::Values(vst2, vst3, lv2),
                          [](const auto& info) { return std::string(info.param.name); });
 INSTANTIATE_TEST_SUITE_P(Formats, SessionThroughHost, testing::Values(vst2, vst3),
                          [](const auto& info) { return std::string(info.param.name); });

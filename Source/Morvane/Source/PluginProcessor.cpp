@@ -228,6 +228,11 @@ const juce::String MorvaneProcessor::getParameterName(int index)
     return juce::String(settings->knobNames[(size_t)index]);
 }
 
+juce::String MorvaneProcessor::getParameterID(int index)
+{
+    return "knob" + juce::String(index).paddedLeft('0', 2); // an LV2 host orders them by this text
+}
+
 float MorvaneProcessor::getParameter(int index)
 {
     if (!knobsCreated.load() || index < 0 || index >= knobTotal)

@@ -50,6 +50,8 @@ public:
     void setStateInformation(const void* data, int sizeInBytes) override;
     int getNumParameters() override;
     const juce::String getParameterName(int index) override;
+    // LV2 names a parameter by its ID, and there a bare index ("0" to "15") loses its digits.
+    juce::String getParameterID(int index) override;
     float getParameter(int index) override;
     const juce::String getParameterText(int index) override;
     int getParameterNumSteps(int index) override;
