@@ -10,7 +10,7 @@ packages=(
     libx11-dev libxext-dev libxrandr-dev libxinerama-dev libxcursor-dev
     libpng-dev libjpeg-dev zlib1g-dev fonts-dejavu-core libpugixml-dev
     iproute2 util-linux xvfb xauth
-    chromium
+    chromium dpkg-dev file
 )
 
 missing=()
