@@ -283,18 +283,22 @@ void PluginCommunication::takeReport(int sender, bool answer)
 {
     auto& box = instanceMailbox();
     std::string ip;
+    bool living = false;
     {
         std::lock_guard<std::mutex> lock(box.lock);
         ip = box.slavesNewIP.get();
         box.slavesNewIP = "";
         if (box.offerTo == sender)
             box.offerTo = 0;
+        living = sender > 0 && sender < InstanceMailbox::slotCount && box.slotOwned[sender];
     }
-    // Until the slave's own tick publishes it, the report stands for the unit it drives.
-    if (!ip.empty())
+    // Until the slave's own tick publishes it, the report stands for the unit it drives; a
+    // report that outlived its sender (closed right after posting) stands for nothing.
+    if (living && !ip.empty())
         HeldUnits::publish(sender, ip);
     gatherTakenUnits();
-    dropFromFreeUnits(ip);
+    if (living)
+        dropFromFreeUnits(ip);
     if (answer)
     {
         queuePost(sender, msgReceived);
