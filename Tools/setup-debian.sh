@@ -11,6 +11,7 @@ packages=(
     libpng-dev libjpeg-dev zlib1g-dev fonts-dejavu-core libpugixml-dev
     iproute2 util-linux xvfb xauth
     chromium dpkg-dev file
+    ardour jalv lilv-utils
 )
 
 missing=()
