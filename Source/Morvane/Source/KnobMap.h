@@ -30,8 +30,6 @@ constexpr int knobTotal = 41;
 // The host sees knobs 0 to 15; the loop compares knobs 0 to 16 with the unit.
 constexpr int hostParameters = 16;
 constexpr int lastComparedKnob = autoGain;
-// Knobs 0 to 7 answer their index as parameter text.
-constexpr int lastKnobWithIndexText = mixLeft;
 
 // Mailbox slots of display data, loop to editor, and the mailbox's size.
 constexpr int meterLeftSlot = 19;

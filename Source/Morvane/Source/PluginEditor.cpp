@@ -435,7 +435,7 @@ void MorvaneEditor::sliderValueChanged(juce::Slider* slider)
         global->modeChanged = true;
         viewDirty = true;
     }
-    processor.setParameterNotifyingHost(i, value);
+    processor.tellHost(i, value);
 }
 
 void MorvaneEditor::buttonClicked(juce::Button* button)

@@ -228,23 +228,50 @@ const juce::String MorvaneProcessor::getParameterName(int index)
     return juce::String(settings->knobNames[(size_t)index]);
 }
 
+// VST3 hosts keep automation and values under IDs made from the plain index, so those stay.
+// LV2 makes URIs of the IDs, where a leading digit is not allowed, and a host orders them by
+// this text.
 juce::String MorvaneProcessor::getParameterID(int index)
 {
-    return "knob" + juce::String(index).paddedLeft('0', 2); // an LV2 host orders them by this text
+    if (wrapperType == wrapperType_VST3)
+        return juce::String(index);
+    return "knob" + juce::String(index).paddedLeft('0', 2);
 }
 
+// The mode selector reports its position within 0 to 1, as every host expects.
 float MorvaneProcessor::getParameter(int index)
 {
     if (!knobsCreated.load() || index < 0 || index >= knobTotal)
         return 0.0f;
-    return (float)knobs[index]->getValue();
+    const auto value = (float)knobs[index]->getValue();
+    return index == KnobMap::mode ? value / (float)KnobMap::lastModePosition : value;
 }
 
+// What the unit's own display would show: the mode's number, every other control in the
+// row's figures once the unit has reported them, the plain knob value before.
 const juce::String MorvaneProcessor::getParameterText(int index)
 {
-    if (index >= 0 && index <= KnobMap::lastKnobWithIndexText)
-        return juce::String(index);
-    return {};
+    if (!knobsCreated.load() || index < 0 || index >= KnobMap::hostParameters)
+        return {};
+    const auto value = (float)knobs[index]->getValue();
+    if (index == KnobMap::mode)
+        return juce::String(juce::roundToInt(value) + 1);
+    float figure = 0.0f;
+    if (unitFigureOf(index, value, figure))
+        return juce::String(juce::roundToInt(figure));
+    return juce::String(value, 2);
+}
+
+bool MorvaneProcessor::unitFigureOf(int knob, float knobValue, float& figure) const
+{
+    const int row = rowOfKnob(knob);
+    if (row < 0 || row >= tableRows)
+        return false;
+    const float s = shownSlope[row].load();
+    if (s == 0.0f)
+        return false;
+    figure = knobValue / s + shownMinimum[row].load();
+    return std::isfinite(figure);
 }
 
 int MorvaneProcessor::getParameterNumSteps(int index)
@@ -358,6 +385,9 @@ void MorvaneProcessor::setStateInformation(const void* data, int sizeInBytes)
         if (!restoreStateEntry(*child))
             ++outOfRange;
     restorePending = outOfRange == 0;
+    // A VST3 host reads every parameter after a state by itself.
+    if (wrapperType != wrapperType_VST3)
+        hostResync = true;
 }
 
 // One entry of the host's state; false for a knob value out of every knob's range.

@@ -77,6 +77,10 @@ public:
     // True when the text was a status message: table, mode, needles and clip are taken.
     bool ReadJson(const std::string& text);
 
+    // A knob's value to the host (every format hears of it): the mode as its position
+    // within 0 to 1, every other knob as it is (message thread).
+    void tellHost(int knob, float knobValue);
+
     // The editor tells the processor when it goes.
     void editorClosing(MorvaneEditor* closing);
 
@@ -140,13 +144,15 @@ private:
     bool loadPresetEntry(const juce::XmlElement& entry);
     void CheckKnobTopicality();
     void takeHeldKnob(int knob);
-    void takeHostValue(int knob);
     void displaysStep();
     void inputRefreshStep();
     bool lampStep();
     void gainStep();
     void channelModeStep();
     void computeSlopes();
+    void takeHostValues();
+    void resyncHost();
+    bool unitFigureOf(int knob, float knobValue, float& figure) const;
     std::string formUrl();
     void appendChange(int knob);
     void startSendThread(const std::string& url);
@@ -201,6 +207,13 @@ private:
     float lastClip = 0.0f;
     std::atomic<int> clipState{0};
     float slope[tableRows] = {};
+    // Minimum and slope of each row as of the last cycle, for the host's display texts,
+    // which any thread may ask for; a slope of 0 means the unit has not reported the row.
+    std::atomic<float> shownMinimum[tableRows] = {}, shownSlope[tableRows] = {};
+    // A knob that took a host value since the last cycle.
+    bool hostMoved[KnobMap::hostParameters] = {};
+    // The knobs changed wholesale (state, preset): the next tick tells the host all of them.
+    std::atomic<bool> hostResync{false};
     std::atomic<bool> knobsCreated{false};
     std::atomic<bool> statusReceived{false};
     bool finderStarted = false;

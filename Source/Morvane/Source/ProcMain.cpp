@@ -9,6 +9,7 @@
 #include "TCPIP/TCPIP.h"
 
 #include <cmath>
+#include <utility>
 
 using namespace KnobMap;
 
@@ -34,6 +35,11 @@ void MorvaneProcessor::timerCallback()
     presetReadingStage();
     presetSavingStage();
     inTimer = true;
+    if (knobsCreated.load())
+    {
+        takeHostValues();
+        resyncHost();
+    }
     if (globalData->ipChanged.load())
         takeOverNewAddress();
     if (globalData->connected.load())
@@ -133,6 +139,8 @@ void MorvaneProcessor::computeSlopes()
         // A row whose maximum equals its minimum has no slope; 0 marks it.
         const float s = 1.0f / span;
         slope[r] = std::isfinite(s) ? s : 0.0f;
+        shownMinimum[r] = cell(r, minimumColumn);
+        shownSlope[r] = slope[r];
     }
 }
 
@@ -224,6 +232,7 @@ void MorvaneProcessor::takeKnobFromStatus(int knob, float value)
     globalData->hostValue[knob] = value;
     globalData->hostChanged[knob] = true;
     knobNow[knob] = knobSent[knob] = held;
+    tellHost(knob, held);
 }
 
 void MorvaneProcessor::takeKnobsFromStatus()
@@ -243,6 +252,7 @@ void MorvaneProcessor::takeModeFromStatus()
     globalData->hostChanged[mode] = true;
     globalData->hostValue[mode] = (float)m;
     knobNow[mode] = knobSent[mode] = (float)knobs[mode]->getValue();
+    tellHost(mode, knobNow[mode]);
     followChannelMode();
 }
 
@@ -384,24 +394,25 @@ void MorvaneProcessor::CheckKnobTopicality()
 {
     for (int i = 0; i <= lastComparedKnob; ++i)
     {
+        const bool fromHost = i < hostParameters && std::exchange(hostMoved[i], false);
         if (cell(knobToRow[i], heldColumn) != 0.0f)
         {
             takeHeldKnob(i);
             continue;
         }
         globalData->deviceHeld[i] = false;
-        if (knobNow[i] != knobSent[i])
+        if (knobNow[i] == knobSent[i] || i == lamp)
+            continue;
+        // A host value that only repeats what the unit already holds (such as the unit's own
+        // value handed to the host, or that value after a preset's six digits) is not sent back.
+        if (fromHost && sameOnTheWire(i, knobNow[i], knobSent[i]))
         {
-            if (i == lamp)
-                continue;
-            if (i == mode)
-                globalData->modeChanged = true;
-            appendChange(i);
+            knobSent[i] = knobNow[i];
+            continue;
         }
-        else if (!editorOpen.load() && globalData->hostChanged[i].exchange(false))
-        {
-            takeHostValue(i);
-        }
+        if (i == mode)
+            globalData->modeChanged = true;
+        appendChange(i);
     }
 }
 
@@ -427,25 +438,10 @@ void MorvaneProcessor::takeHeldKnob(int i)
     {
         v = knobFromDevice(r);
     }
-    setParameterNotifyingHost(i, v);
+    tellHost(i, v);
     knobs[i]->setValue(v, juce::sendNotification);
     // What the snapshot will read: the knob's own value, so nothing is echoed.
     knobNow[i] = knobSent[i] = (float)knobs[i]->getValue();
-}
-
-// With no editor open, a host value goes to the knob and, when it is news, to the unit.
-void MorvaneProcessor::takeHostValue(int i)
-{
-    knobs[i]->setValue(globalData->hostValue[i].load(), juce::dontSendNotification);
-    const float value = (float)knobs[i]->getValue();
-    // A host value that only repeats what the unit already holds (such as the unit's own
-    // value handed to the host, or that value after a preset's six digits) is not sent back.
-    if (value == knobSent[i])
-        return;
-    const bool news = !sameOnTheWire(i, value, knobSent[i]);
-    knobSent[i] = knobNow[i] = value;
-    if (news)
-        appendChange(i);
 }
 
 void MorvaneProcessor::inputRefreshStep()
@@ -455,8 +451,8 @@ void MorvaneProcessor::inputRefreshStep()
     const int before = inputRefreshCounter++;
     if (before >= inputRefreshCycles)
     {
-        setParameterNotifyingHost(inputLeft, knobFromDevice(inputLeftRow));
-        setParameterNotifyingHost(inputRight, knobFromDevice(inputRightRow));
+        tellHost(inputLeft, knobFromDevice(inputLeftRow));
+        tellHost(inputRight, knobFromDevice(inputRightRow));
         inputRefreshCounter = 0;
     }
 }

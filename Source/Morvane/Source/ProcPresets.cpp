@@ -78,6 +78,7 @@ void MorvaneProcessor::presetReadingStage()
             ++outOfRange;
     if (outOfRange != 0)
         restorePending = false;
+    hostResync = true;
 }
 
 // One entry of a preset; false for a knob value out of every knob's range.

@@ -9,12 +9,14 @@
 #include <chrono>
 #include <limits>
 
-// What a host shows beside the values: the text is the index for the first eight knobs only,
-// the mode selector alone has steps.
+// What a host shows beside the values: before the unit reports its figures a knob shows its
+// own value, the mode its number; the mode selector alone has steps.
 TEST(ProcessorHost, TextsAndSteps)
 {
     MorvaneProcessor p;
-    const std::pair<int, const char*> texts[] = {{0, "0"}, {7, "7"}, {8, ""}, {-1, ""}};
+    p.getKnob(3)->setValue(0.25);
+    p.getKnob(2)->setValue(11.0);
+    const std::pair<int, const char*> texts[] = {{3, "0.25"}, {8, "0.00"}, {2, "12"}, {16, ""}, {-1, ""}};
     for (const auto& [index, text] : texts)
         EXPECT_EQ(p.getParameterText(index), text) << "text of " << index;
     EXPECT_EQ(p.getParameterNumSteps(2), 12);
@@ -41,7 +43,9 @@ TEST(ProcessorKnobs, MadeOnceInTheConstructorWithTheirRanges)
     EXPECT_LT(p.getKnob(18)->getInterval(), 1e-6);
     EXPECT_EQ(p.getKnob(25)->getInterval(), 0.01);
     p.getKnob(2)->setValue(12.0);
-    EXPECT_EQ(p.getParameter(2), 11.0f);
+    EXPECT_EQ(p.getParameter(2), 1.0f) << "the mode's last position";
+    p.getKnob(2)->setValue(4.0);
+    EXPECT_FLOAT_EQ(p.getParameter(2), 4.0f / 11.0f);
 }
 
 TEST(ProcessorMailbox, AcceptanceRules)
@@ -67,6 +71,51 @@ TEST(ProcessorMailbox, AcceptanceRules)
     EXPECT_TRUE(g->anyHostChange);
     EXPECT_FLOAT_EQ(g->hostValue[3], 0.75f);
     EXPECT_EQ(p.getParameter(3), 0.0f) << "the knob moves only with the loop or the editor";
+}
+
+// What a host (and every validator) does: write a parameter, read it back at once after a
+// tick. No unit is there, so the values wait on the knobs for the unit's Restore push.
+TEST(ProcessorMailbox, HostWritesReadBackFromTheNextTickWithOrWithoutAnEditor)
+{
+    MorvaneProcessor p;
+    EXPECT_FALSE(p.isRestorePending());
+    // A host that writes back what it read changes nothing and owes the unit nothing.
+    p.setParameter(3, 0.0f);
+    TestEnvironment::pump(100);
+    EXPECT_FALSE(p.isRestorePending());
+
+    p.setParameter(3, 0.5f);
+    p.setParameter(9, 0.75f);
+    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return p.getParameter(3) == 0.5f; }, 1000));
+    EXPECT_NEAR(p.getParameter(9), 0.75f, 1e-6f);
+    EXPECT_TRUE(p.isRestorePending());
+
+    std::unique_ptr<juce::AudioProcessorEditor> editor(p.createEditor());
+    p.setParameter(3, 0.25f);
+    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return p.getParameter(3) == 0.25f; }, 1000));
+    editor.reset();
+    p.setParameter(3, 0.125f);
+    EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return p.getParameter(3) == 0.125f; }, 1000));
+    TestEnvironment::pump(200);
+    EXPECT_EQ(p.getParameter(3), 0.125f) << "no later tick undoes it";
+
+    juce::MemoryBlock state;
+    p.getStateInformation(state);
+    const std::string bytes(static_cast<const char*>(state.getData()), state.getSize());
+    EXPECT_NE(bytes.find("<Knob3>0.125</Knob3>"), std::string::npos);
+}
+
+// Stable, distinct IDs: LV2 makes URIs of them (no leading digit), VST3 hosts keep their
+// automation under the IDs the plain indices give.
+TEST(ProcessorHost, ParameterIdsPerFormat)
+{
+    MorvaneProcessor p;
+    EXPECT_EQ(p.getParameterID(0), "knob00");
+    EXPECT_EQ(p.getParameterID(15), "knob15");
+    juce::AudioProcessor::setTypeOfNextNewPlugin(juce::AudioProcessor::wrapperType_VST3);
+    MorvaneProcessor vst3;
+    juce::AudioProcessor::setTypeOfNextNewPlugin(juce::AudioProcessor::wrapperType_Undefined);
+    EXPECT_EQ(vst3.getParameterID(10), "10");
 }
 
 TEST(ProcessorEditor, ANewEditorFindsTheSameKnobs)

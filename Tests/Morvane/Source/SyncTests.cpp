@@ -187,6 +187,50 @@ TEST_F(Sync, HostAndEditorChangesGoOutOnce)
     EXPECT_TRUE(until([&] { return rig.unit->row(10).value == 15; }));
 }
 
+// The host's automation lanes follow the unit from the first status on, in every format,
+// and the host's display shows the controls in the unit's own figures.
+TEST_F(Sync, TheHostHearsTheUnitsValuesAndShowsItsFigures)
+{
+    for (const char* command : {"set 3 700", "mode 4"})
+        rig.unit->command(command);
+    ASSERT_TRUE(rig.connect());
+    for (int i = 0; i < 16; ++i)
+        EXPECT_FALSE(rig.hostHeard(i).empty()) << i;
+    ASSERT_FALSE(rig.hostHeard(3).empty());
+    EXPECT_NEAR(rig.hostHeard(3).back(), 700.0f / 1023.0f, 1e-4f);
+    EXPECT_FLOAT_EQ(rig.hostHeard(2).back(), 4.0f / 11.0f);
+    EXPECT_FLOAT_EQ(rig.processor->getParameter(2), 4.0f / 11.0f);
+
+    const std::pair<int, const char*> texts[] = {{3, "700"}, {2, "5"}, {1, "30"}, {0, "512"}};
+    for (const auto& [index, text] : texts)
+        EXPECT_EQ(rig.processor->getParameterText(index), text) << index;
+    rig.runCycles(4);
+    rig.clearRequests();
+    rig.processor->setParameter(3, 0.25f);
+    expectSent("/knob?3/255.75 ", 3);
+    EXPECT_EQ(rig.processor->getParameterText(3), "256");
+}
+
+// A session prepared away from the studio: what the host wrote before the unit was there wins
+// over the unit's values and goes out in one request, as a restored session does.
+TEST(SyncWithoutUnit, HostWritesWaitForTheUnitAndGoOutWithTheRestorePush)
+{
+    SyncRig rig("127.0.0.2", 7101, "MORVAN0001", false);
+    rig.unit->command("set 3 700");
+    rig.processor->setParameter(3, 0.25f);
+    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return rig.processor->getParameter(3) == 0.25f; }, 1000));
+    ASSERT_TRUE(rig.connect());
+    ASSERT_TRUE(rig.waitForRequests(1));
+    const auto push = rig.knobRequests()[0];
+    EXPECT_TRUE(holds(push, "/3/255/")) << push;
+    const auto path = push.substr(0, push.find(" HTTP/"));
+    EXPECT_EQ(std::count(path.begin(), path.end(), '/'), 34) << push;
+    rig.runCycles(6);
+    EXPECT_EQ(rig.knobRequests().size(), 1u);
+    EXPECT_EQ(rig.processor->getParameter(3), 0.25f);
+    EXPECT_EQ(rig.unit->row(3).value, 255);
+}
+
 TEST_F(Sync, AChangeOfAddressSyncsFromTheNewUnit)
 {
     ASSERT_TRUE(rig.connect());
