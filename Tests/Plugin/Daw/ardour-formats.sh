@@ -136,7 +136,7 @@ phase() {
 failures=0
 scan && phase scan all "$work/sessions/scan" || failures=$((failures + 1))
 for format in "${formats[@]}"; do
-    phase create "$format" "$work/sessions/$format" || { failures=$((failures + 1)); continue; }
+    phase create "$format" "$work/sessions/$format" || failures=$((failures + 1))
     phase reload "$format" "$work/sessions/$format" || failures=$((failures + 1))
 done
 # A VST3 session saved by 2.3.10, before the parameters had names of their own.
