@@ -97,6 +97,11 @@ scan() {
     grep -qx "https://velmora-audio-works.example/plugins/morvane" "$work/last.log" ||
         { echo "FAIL LV2 scan: lv2ls lists $(cat "$work/last.log")"; return 1; }
     echo "FIGURE LV2 scan_ms $ms"
+    # lv2info prints ports only; its Turtle description holds the 16 parameters.
+    lv2info -p "$work/lv2info.ttl" https://velmora-audio-works.example/plugins/morvane >/dev/null 2>&1
+    local controls
+    controls=$(grep -o 'plugins/morvane:knob[0-9]*' "$work/lv2info.ttl" 2>/dev/null | sort -u | wc -l)
+    [ "$controls" -eq 16 ] || { echo "FAIL LV2 scan: lv2info describes $controls of the 16 controls"; return 1; }
 }
 
 # A fresh unit for every phase: row 3 (Output L) at 700, mode 4, row 17 (Input R) at 600.
