@@ -243,8 +243,7 @@ float MorvaneProcessor::getParameter(int index)
 {
     if (!knobsCreated.load() || index < 0 || index >= knobTotal)
         return 0.0f;
-    const auto value = (float)knobs[index]->getValue();
-    return index == KnobMap::mode ? value / (float)KnobMap::lastModePosition : value;
+    return hostValueOf(index, (float)knobs[index]->getValue());
 }
 
 // What the unit's own display would show: the mode's number, every other control in the

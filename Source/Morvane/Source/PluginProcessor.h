@@ -152,6 +152,8 @@ private:
     void computeSlopes();
     void takeHostValues();
     void resyncHost();
+    // The host's value of a knob: the mode's position within 0 to 1, others as they are.
+    static float hostValueOf(int knob, float knobValue);
     bool unitFigureOf(int knob, float knobValue, float& figure) const;
     std::string formUrl();
     void appendChange(int knob);

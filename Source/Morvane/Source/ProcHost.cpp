@@ -25,16 +25,22 @@ void MorvaneProcessor::takeHostValues()
     }
 }
 
+// The knobs already hold the values: only the host is told, the mailbox stays as it is.
 void MorvaneProcessor::resyncHost()
 {
     if (!hostResync.exchange(false))
         return;
     for (int i = 0; i < hostParameters; ++i)
-        tellHost(i, (float)knobs[i]->getValue());
+        sendParamChangeMessageToListeners(i, hostValueOf(i, (float)knobs[i]->getValue()));
 }
 
 void MorvaneProcessor::tellHost(int knob, float knobValue)
 {
     if (knob >= 0 && knob < hostParameters)
-        setParameterNotifyingHost(knob, knob == mode ? knobValue / (float)lastModePosition : knobValue);
+        setParameterNotifyingHost(knob, hostValueOf(knob, knobValue));
+}
+
+float MorvaneProcessor::hostValueOf(int knob, float knobValue)
+{
+    return knob == mode ? knobValue / (float)lastModePosition : knobValue;
 }

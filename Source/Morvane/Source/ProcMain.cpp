@@ -32,14 +32,14 @@ std::string sendDecimal(double deviceValue)
 
 void MorvaneProcessor::timerCallback()
 {
+    // The host's values first: a preset read in this tick is newer.
+    if (knobsCreated.load())
+        takeHostValues();
     presetReadingStage();
     presetSavingStage();
     inTimer = true;
     if (knobsCreated.load())
-    {
-        takeHostValues();
         resyncHost();
-    }
     if (globalData->ipChanged.load())
         takeOverNewAddress();
     if (globalData->connected.load())
