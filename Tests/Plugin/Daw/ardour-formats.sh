@@ -66,10 +66,14 @@ cat >"$XDG_CONFIG_HOME/ardour7/config" <<EOF
   </Config>
 </Ardour>
 EOF
-# The instance remembers the unit at 127.0.0.2, so it needs no broadcast to find it.
+# Every phase starts as an instance that remembers the unit at 127.0.0.2 and nothing else, so
+# it needs no broadcast, and no phase depends on what an earlier one left.
 instanceFolder="$HOME/.config/Velmora Audio Works/Morvane/1"
-mkdir -p "$instanceFolder"
-printf '127.0.0.2' >"$instanceFolder/IP.txt"
+rememberUnit() {
+    mkdir -p "$instanceFolder"
+    rm -f "$instanceFolder/GuiSettings.txt"
+    printf '127.0.0.2' >"$instanceFolder/IP.txt"
+}
 
 export LD_LIBRARY_PATH="/usr/lib/ardour7${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 
@@ -123,6 +127,7 @@ startUnit() {
 # One phase in a fresh Ardour process; passes when the script ran to its end without a fault.
 phase() {
     local name=$1 format=$2 folder=$3
+    rememberUnit
     startUnit || return 1
     timeout 60 ardour7-lua "$here/ardour-formats.lua" "$name" "$format" "$folder" "$work/unit.ctl" \
         "$work/unit.log" >"$work/ardour.log" 2>&1
@@ -133,6 +138,9 @@ phase() {
         grep -v -E '^(FIGURE|\[WARNING\])' "$work/ardour.log" | tail -20
         echo "--- unit:"
         tail -20 "$work/unit.log"
+        echo "--- plug-in:"
+        cat "$instanceFolder/GuiSettings.txt" 2>/dev/null
+        tail -20 "$HOME/.config/Velmora Audio Works/Morvane/Log.txt" 2>/dev/null
         return 1
     fi
     stopUnit
