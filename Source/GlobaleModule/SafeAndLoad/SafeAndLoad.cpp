@@ -10,7 +10,7 @@
 #include <iterator>
 
 SafeAndLoad::SafeAndLoad(Settings* s, GlobalData* g)
-    : settings(s), global(g), productFolder(s != nullptr ? s->productFolder : std::string())
+    : global(g), productFolder(s != nullptr ? s->productFolder : std::string())
 {
 }
 

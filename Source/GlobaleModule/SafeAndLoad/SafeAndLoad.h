@@ -32,7 +32,6 @@ public:
     std::string instanceFolderName() const;
 
 private:
-    Settings* settings;
     GlobalData* global;
     std::string productFolder;
 };
