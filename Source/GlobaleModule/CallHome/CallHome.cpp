@@ -20,6 +20,9 @@ namespace
 std::function<void(const std::string&)> questionHook;
 std::function<void(const std::string&)> openHook;
 
+// Written by tests before an editor opens; read on the check's thread.
+SharedString everyCheckBase;
+
 const char* const makerFolder = "Bindewerk";
 const char* const fileName = "/UpdateSettings.ini";
 
@@ -117,6 +120,11 @@ void CallHome::offerDownload(const std::string& link, const std::string& logFold
     Debug::DebugLog(0, "Delete Choose Device and v3 done", __FILE__, __LINE__, logFolder);
 }
 
+void CallHome::setBaseUrlForEveryCheck(const std::string& base)
+{
+    everyCheckBase = base;
+}
+
 void CallHome::setQuestionHook(std::function<void(const std::string&)> hook)
 {
     questionHook = std::move(hook);
@@ -165,7 +173,9 @@ void CallHome::storeToday()
 
 void CallHome::askServer(const std::string& serial)
 {
-    const auto base = baseUrl.empty() ? UpdateServer::productBase() : baseUrl;
+    auto base = baseUrl.empty() ? everyCheckBase.get() : baseUrl;
+    if (base.empty())
+        base = UpdateServer::productBase();
     const auto address = base + UpdateServer::checkPath(serial, settings->version);
     std::string reply;
     if (UpdateServer::fetch(address, reply, [this] { return shouldStop(); }) != UpdateServer::received)

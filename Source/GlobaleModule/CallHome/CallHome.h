@@ -55,6 +55,8 @@ public:
     // Test seams. The product never calls these: tests point the check at a loopback
     // server, fix "today", and see the question without a display.
     void setBaseUrl(std::string base) { baseUrl = std::move(base); }
+    // The same for every check made from now on (the editor's own); empty: the update host.
+    static void setBaseUrlForEveryCheck(const std::string& base);
     void setClock(Clock replacement) { clock = std::move(replacement); }
     static void setQuestionHook(std::function<void(const std::string& link)> hook);
     static void setOpenHook(std::function<void(const std::string& address)> hook);

@@ -83,6 +83,8 @@ public:
     IpList knownIps;
     IpList knownNames;
     IpList wrongSerialNames;
+    // The serials of a slave's offer, by the entries of alertIps.
+    IpList offerSerials;
     std::atomic<bool> ipChanged{false};
     SharedString savedIp;
     std::atomic<float> knobResolution{0.001f};

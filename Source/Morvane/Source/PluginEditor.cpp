@@ -41,6 +41,7 @@ MorvaneEditor::~MorvaneEditor()
 {
     closing = true;
     stopTimer();
+    handOnOpenAlerts();
     if (callHome != nullptr)
         callHome->requestStop();
     if (imagesThread.joinable())

@@ -19,6 +19,7 @@
 #include <atomic>
 #include <memory>
 #include <thread>
+#include <vector>
 
 class GlobalData;
 class Broadcast;
@@ -26,6 +27,23 @@ class TCPIP;
 class SafeAndLoad;
 class MyImageButton;
 class CallHome;
+class MyAlertWindow;
+class MorvaneEditor;
+
+// The modal callbacks of the list alerts. Each holds the editor (gone: nothing to do) and the
+// ticket of its window (replaced: nothing to do).
+struct AlertMoreThenOneDevice_Callback
+{
+    juce::Component::SafePointer<MorvaneEditor> editor;
+    int ticket = 0;
+    void operator()(int result) const;
+};
+struct AlertWrongSerialMoreDevices_Callback
+{
+    juce::Component::SafePointer<MorvaneEditor> editor;
+    int ticket = 0;
+    void operator()(int result) const;
+};
 
 // The window: a picture of the unit's front panel whose knobs move with the real ones.
 // It owns no knob: the processor's knobs and lamp buttons are re-parented into each new
@@ -51,8 +69,16 @@ public:
     void LoadImages();
     void CheckMeter();
     void CheckMac();
-    // The choice alerts raised by searches; served by the alerts' own unit.
+    // The choice alerts raised by searches and the hand-out, in their fixed order.
     void checkAlert();
+    enum class ListAlert
+    {
+        moreThenOne,
+        manyOthers,
+        allOccupied
+    };
+    void moreThenOneAnswered(int result, int ticket);
+    void wrongSerialAnswered(int result, int ticket);
 
     // The view: 0 loading, 2 searching, 4 stereo, 5 IP page, 30 presets, 80 dual mono.
     int getRuntime() const { return runtime; }
@@ -81,6 +107,13 @@ public:
     std::unique_ptr<ImageClippingLed> ledInRedTop, ledOutRedTop, ledInAmberTop, ledOutAmberTop;
     std::unique_ptr<ImageClippingLed> ledInRedBottom, ledOutRedBottom, ledInAmberBottom, ledOutAmberBottom;
     std::unique_ptr<PresetMain> presetMain;
+
+    // The open questions. One per window rather than per process: instances never close
+    // each other's question.
+    std::unique_ptr<juce::AlertWindow> moreThenOneAlertWindow, wrongSerialAlertWindow;
+    juce::Component::SafePointer<MyAlertWindow> oneOtherWindow;
+    int moreThenOneResult = 0, wrongSerialResult = 0;
+    bool moreThenOneResultSet = false, wrongSerialResultSet = false;
 
     Knob** knobs;
     GlobalSettings* settings;
@@ -146,6 +179,24 @@ private:
     void clipStep(bool dual);
     void setLamp(ImageClippingLed& lamp, bool on, bool& last, bool toFront, bool force);
 
+    // The alerts.
+    struct ListChoice
+    {
+        ListAlert kind = ListAlert::moreThenOne;
+        std::vector<std::string> ips, serials, names;
+    };
+    juce::String alertTitle(ListAlert kind) const;
+    juce::String alertMessage(ListAlert kind) const;
+    ListChoice takeChoice(ListAlert kind) const;
+    juce::StringArray alertList(const ListChoice& choice) const;
+    std::unique_ptr<juce::AlertWindow> makeListAlert(const ListChoice& choice);
+    void openListAlert(ListAlert kind);
+    void openOneOtherAlert();
+    static int selectedIndex(juce::AlertWindow& window);
+    void takeListAnswer(const ListChoice& choice, int result, int index);
+    void takeListedUnit(const ListChoice& choice, size_t entry);
+    void handOnOpenAlerts();
+
     // The buttons.
     void presetsClicked();
     void homeClicked();
@@ -173,7 +224,9 @@ private:
     std::array<bool, 8> actClipDual{}, lastClipDual{};
     int clipStepWasDual = -1;
 
-    std::unique_ptr<juce::LookAndFeel_V3> alertLook;
+    std::unique_ptr<juce::LookAndFeel_V3> alertLook, wrongSerialLook;
+    ListChoice moreThenOneChoice, wrongSerialChoice;
+    int alertTickets = 0, moreThenOneTicket = 0, wrongSerialTicket = 0;
     CLookAndFeel buttonLook;
     std::unique_ptr<LookAndFeelSlider> splashLook, knobLookBig, knobLookSmall;
     juce::Image splashImage, knobImageBig, knobImageSmall;
