@@ -8,8 +8,10 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace UpdateServer
 {
@@ -137,8 +139,11 @@ std::string checkPath(const std::string& serial, const std::string& version)
     return std::string("/Plugin/") + platformWord() + "/" + identityText(serial) + "/" + version;
 }
 
-int fetch(const std::string& address, std::string& reply, const std::function<bool()>& shouldStop,
-          int timeoutMs, int limitMs)
+namespace
+{
+// The request itself, on the thread that runs it.
+int fetchHere(const std::string& address, std::string& reply, const std::function<bool()>& shouldStop,
+              int timeoutMs, int limitMs)
 {
     reply.clear();
     juce::WebInputStream stream(juce::URL(juce::String::fromUTF8(address.c_str())), false);
@@ -158,6 +163,123 @@ int fetch(const std::string& address, std::string& reply, const std::function<bo
     if (watchdog.fired())
         return stopped;
     return stream.isError() ? noStream : received;
+}
+
+// One request on a thread of its own. A cancelled stream can keep curl in its wait for a
+// good part of a second; the asker does not wait for that, the request's thread does.
+struct Request
+{
+    std::string address;
+    int timeoutMs = 0;
+    int limitMs = 0;
+    std::atomic<bool> cancelled{false};
+    std::mutex lock;
+    std::condition_variable ended;
+    bool finished = false;
+    int result = noStream;
+    std::string reply;
+};
+
+// The threads of requests whose askers stopped waiting. Joined by the next request, by
+// joinPendingRequests, and at the latest when the process ends.
+class PendingRequests
+{
+public:
+    ~PendingRequests() { joinAll(); }
+
+    void add(std::shared_ptr<Request> request, std::thread thread)
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        threads.emplace_back(std::move(request), std::move(thread));
+    }
+    void joinFinished()
+    {
+        auto done = take([](const Entry& entry) { return isFinished(*entry.first); });
+        for (auto& entry : done)
+            entry.second.join();
+    }
+    void joinAll()
+    {
+        auto all = take([](const Entry&) { return true; });
+        for (auto& entry : all)
+            entry.second.join();
+    }
+
+private:
+    using Entry = std::pair<std::shared_ptr<Request>, std::thread>;
+
+    static bool isFinished(Request& request)
+    {
+        std::lock_guard<std::mutex> guard(request.lock);
+        return request.finished;
+    }
+    template <typename Test> std::vector<Entry> take(Test test)
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        std::vector<Entry> taken, kept;
+        for (auto& entry : threads)
+            (test(entry) ? taken : kept).push_back(std::move(entry));
+        threads = std::move(kept);
+        return taken;
+    }
+
+    std::mutex lock;
+    std::vector<Entry> threads;
+};
+
+PendingRequests& pending()
+{
+    static PendingRequests requests;
+    return requests;
+}
+
+void runRequest(const std::shared_ptr<Request>& request)
+{
+    std::string reply;
+    const int result = fetchHere(
+        request->address, reply, [request] { return request->cancelled.load(); }, request->timeoutMs,
+        request->limitMs);
+    std::lock_guard<std::mutex> guard(request->lock);
+    request->reply = std::move(reply);
+    request->result = result;
+    request->finished = true;
+    request->ended.notify_all();
+}
+} // namespace
+
+int fetch(const std::string& address, std::string& reply, const std::function<bool()>& shouldStop,
+          int timeoutMs, int limitMs)
+{
+    pending().joinFinished();
+    reply.clear();
+    auto request = std::make_shared<Request>();
+    request->address = address;
+    request->timeoutMs = timeoutMs;
+    request->limitMs = limitMs;
+    std::thread worker([request] { runRequest(request); });
+
+    std::unique_lock<std::mutex> guard(request->lock);
+    while (!request->finished)
+    {
+        if (shouldStop && shouldStop())
+        {
+            request->cancelled = true;
+            guard.unlock();
+            pending().add(request, std::move(worker));
+            return stopped;
+        }
+        request->ended.wait_for(guard, std::chrono::milliseconds(10));
+    }
+    reply = std::move(request->reply);
+    const int result = request->result;
+    guard.unlock();
+    worker.join();
+    return result;
+}
+
+void joinPendingRequests()
+{
+    pending().joinAll();
 }
 
 bool reportsError(const std::string& reply)

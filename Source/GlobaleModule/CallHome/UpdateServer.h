@@ -30,9 +30,13 @@ constexpr int hardLimitMs = 8000;
 constexpr std::size_t replyLimit = 64 * 1024;
 
 // One plain GET of address. The body lands in reply. shouldStop (may be empty) is polled
-// about every 50 ms and cancels the request when it returns true.
+// about every 10 ms; when it returns true, fetch returns at once and the cancelled request
+// ends on its own thread, joined later (joinPendingRequests).
 int fetch(const std::string& address, std::string& reply, const std::function<bool()>& shouldStop = {},
           int timeoutMs = requestTimeoutMs, int limitMs = hardLimitMs);
+// Waits for the cancelled requests still ending (each within about a second). The owner of
+// the last editor calls it before the code can go away.
+void joinPendingRequests();
 
 // The server's error answer: "404" anywhere in the reply, also inside a link or a version.
 bool reportsError(const std::string& reply);

@@ -1,5 +1,7 @@
 #include "PluginProcessor.h"
 
+#include "CallHome/UpdateServer.h"
+
 #include "BinaryData.h"
 
 #include "Broadcast/Broadcast.h"
@@ -103,6 +105,8 @@ void MorvaneProcessor::endHelpers()
 {
     spinWhile([this] { return globalData->broadcastRunning.load(); }, 15000);
     spinWhile([this] { return globalData->callHomeRunning.load(); }, 15000);
+    // A check that an editor stopped may leave its request ending on a thread of its own.
+    UpdateServer::joinPendingRequests();
 
     // The device check ends by itself once it sees quitRequested.
     delete masterDeviceChecker;
