@@ -353,7 +353,8 @@ void PluginCommunication::serveRequests()
         askAgain.reset();
         return;
     }
-    // Nothing was offered: no unit answered the master. Ask again after a growing wait.
+    // Nothing was offered (no unit answered the master), or nobody chose from the offer.
+    // Ask again after a growing wait.
     if (!askAgainScheduled)
     {
         askAgain.failedAt(nowMs());
@@ -645,7 +646,11 @@ bool PluginCommunication::usersChoice(std::atomic<bool>& alertFlag)
 
     if (!waitUntil([this] { return !global->alertOpen.load(); }, choiceLimitMs.load(), true))
     {
+        // Nobody answered: the stored unit stays, and the slave asks again later. The
+        // question stays up for the next window that opens.
         log(pluginNumber, "No choice of a device", true);
+        if (!stopping(true))
+            retryPending = true;
         return false;
     }
     const std::string chosen = global->deviceIp.get();

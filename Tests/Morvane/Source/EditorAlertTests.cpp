@@ -316,6 +316,38 @@ TEST_F(Alerts, ASlaveOfferedThreeUnitsAsksAndReportsTheChoice)
     EXPECT_TRUE(until([&] { return second->getRuntime() == 4; }));
 }
 
+// Nobody answers in time: the slave keeps its stored unit and asks again, and the question
+// waits for the window that opens later.
+TEST_F(Alerts, AnUnansweredQuestionKeepsTheStoredUnitAndTheSlaveAsksAgain)
+{
+    auto* editor = masterOnUnitOne(4);
+    ASSERT_NE(editor, nullptr);
+    ASSERT_TRUE(until([&] { return g(master)->freeIpCount.load() == 3; }, 20000));
+    const std::string gone = "10.77.0.99";
+    Studio::storeIp(2, gone);
+    PluginCommunication::setChoiceLimitMs(800);
+    auto* slave = open();
+    const auto logged = [](const std::string& line)
+    {
+        return until([&] { return Studio::log("PluginCommunication").find(line) != std::string::npos; },
+                     15000);
+    };
+    ASSERT_TRUE(logged("No choice of a device"));
+    PluginCommunication::setChoiceLimitMs(60000);
+    ASSERT_TRUE(logged("Ask again for a device"));
+    EXPECT_EQ(std::make_pair(Studio::file(2, "IP.txt"), g(slave)->connected.load()),
+              std::make_pair(gone, false));
+    ASSERT_TRUE(until([&] { return g(slave)->alertMoreThenOne.load() && g(slave)->alertOpen.load(); }));
+
+    auto* window = openEditor(slave);
+    ASSERT_TRUE(until([&] { return window->moreThenOneAlertWindow != nullptr; }));
+    TestEnvironment::pump(300);
+    const auto chosen = g(slave)->alertIps.get(1);
+    answer(*window->moreThenOneAlertWindow, 0, "OK");
+    EXPECT_TRUE(until([&] { return g(master)->takenIps.get(2) == chosen; }, 10000));
+    EXPECT_EQ(Studio::file(2, "IP.txt"), chosen);
+}
+
 // The editor's update check: asked once on a due day; OK opens the link; closing the window
 // in the middle of a request does not wait for the server.
 TEST_F(Alerts, TheUpdateQuestionAsksOnceADayAndClosingMidRequestIsQuick)
