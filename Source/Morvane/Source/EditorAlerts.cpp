@@ -146,6 +146,8 @@ void MorvaneEditor::moreThenOneAnswered(int result, int ticket)
     moreThenOneResultSet = true;
     moreThenOneTicket = 0;
     takeListAnswer(moreThenOneChoice, result, selectedIndex(*moreThenOneAlertWindow));
+    // Kept until the next question replaces it.
+    moreThenOneAlertWindow->setVisible(false);
 }
 
 // Serves the list of other serials and the list of held units alike: the ticket tells which.
@@ -157,6 +159,7 @@ void MorvaneEditor::wrongSerialAnswered(int result, int ticket)
         wrongSerialResultSet = true;
         moreThenOneTicket = 0;
         takeListAnswer(moreThenOneChoice, result, selectedIndex(*moreThenOneAlertWindow));
+        moreThenOneAlertWindow->setVisible(false);
         return;
     }
     if (ticket != wrongSerialTicket || wrongSerialAlertWindow == nullptr)
@@ -165,6 +168,7 @@ void MorvaneEditor::wrongSerialAnswered(int result, int ticket)
     wrongSerialResultSet = true;
     wrongSerialTicket = 0;
     takeListAnswer(wrongSerialChoice, result, selectedIndex(*wrongSerialAlertWindow));
+    wrongSerialAlertWindow->setVisible(false);
     // Deleted when dismissed, once the framework is done with it.
     juce::MessageManager::callAsync(
         [editor = juce::Component::SafePointer<MorvaneEditor>(this)]

@@ -310,6 +310,7 @@ TEST_F(Alerts, ASlaveOfferedThreeUnitsAsksAndReportsTheChoice)
     const auto chosen = g(slave)->alertIps.get(3);
     answer(*second->moreThenOneAlertWindow, 2, "OK");
     EXPECT_TRUE(until([&] { return g(master)->takenIps.get(2) == chosen; }, 10000));
+    EXPECT_FALSE(second->moreThenOneAlertWindow->isVisible()) << "answered questions go";
     EXPECT_EQ(g(slave)->deviceIp.get(), chosen);
     EXPECT_EQ(Studio::file(2, "IP.txt"), chosen);
     EXPECT_TRUE(until([&] { return slave->isRunning(); }, 20000));
