@@ -1,5 +1,9 @@
 #include "Presets/PresetDatabase.h"
 
+#include "Presets/PresetFileOps.h"
+
+#include <unistd.h>
+
 bool PresetDatabase::setFile(bool isFolder, const std::string& name, const std::string& path, int32_t level)
 {
     if (rowCount < 0 || rowCount >= rowLimit)
@@ -30,4 +34,22 @@ uint8_t* PresetDatabase::editMark(int level, int row)
     if (level < 0 || level >= levelLimit || row < 0 || row >= levelLimit)
         return nullptr;
     return &editMarks[level * levelLimit + row];
+}
+
+bool PresetDatabase::isShared(const std::string& path) const
+{
+    for (const auto& root : sharedRoots)
+        if (PresetFileOps::isWithin(path, root))
+            return true;
+    return false;
+}
+
+bool PresetDatabase::mayWriteInto(const std::string& folder) const
+{
+    return !folder.empty() && !isShared(folder) && ::access(folder.c_str(), W_OK | X_OK) == 0;
+}
+
+bool PresetDatabase::mayChange(const std::string& path) const
+{
+    return !path.empty() && !isShared(path) && mayWriteInto(PresetFileOps::parentOf(path));
 }

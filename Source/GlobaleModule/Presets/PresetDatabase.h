@@ -3,7 +3,9 @@
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <vector>
 
 // One row of a folder listing.
 struct Object
@@ -30,6 +32,15 @@ public:
     void clearRows();
     // The editMarks byte of (level, row); null outside the table.
     uint8_t* editMark(int level, int row);
+    // Whether the user may rename or remove the entry at path, and whether they may put new
+    // entries into folder: not below one of sharedRoots, and the folder concerned writable.
+    bool mayChange(const std::string& path) const;
+    bool mayWriteInto(const std::string& folder) const;
+    // Answers that arrive after the panel has gone look here first.
+    std::weak_ptr<bool> lifetime() const { return alive; }
+
+    // Trees that are shown and loaded but never changed (the machine-wide presets).
+    std::vector<std::string> sharedRoots;
 
     std::string currentFolder;
     Object rows[rowLimit];
@@ -50,4 +61,9 @@ public:
     int32_t reopenRow = 0;
     juce::String reopenFolder;
     juce::String reopenRowName;
+
+private:
+    bool isShared(const std::string& path) const;
+
+    std::shared_ptr<bool> alive = std::make_shared<bool>(true);
 };

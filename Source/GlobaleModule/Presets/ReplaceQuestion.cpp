@@ -12,6 +12,12 @@ Asker& customAsker()
     static Asker asker;
     return asker;
 }
+
+Teller& customTeller()
+{
+    static Teller teller;
+    return teller;
+}
 } // namespace
 
 void ask(const juce::String& title, const juce::String& message, const juce::String& okText,
@@ -29,5 +35,20 @@ void ask(const juce::String& title, const juce::String& message, const juce::Str
 void setAsker(Asker asker)
 {
     customAsker() = std::move(asker);
+}
+
+void tell(const juce::String& title, const juce::String& message)
+{
+    if (customTeller())
+    {
+        customTeller()(title, message);
+        return;
+    }
+    juce::AlertWindow::showMessageBoxAsync(juce::MessageBoxIconType::WarningIcon, title, message, "OK");
+}
+
+void setTeller(Teller teller)
+{
+    customTeller() = std::move(teller);
 }
 } // namespace ReplaceQuestion

@@ -17,4 +17,10 @@ void ask(const juce::String& title, const juce::String& message, const juce::Str
          const juce::String& cancelText, Answer answer);
 // Lets a test receive the questions instead of a window; an empty asker restores the window.
 void setAsker(Asker asker);
+
+// A notice with one button about an operation that was refused (message thread only).
+using Teller = std::function<void(const juce::String& title, const juce::String& message)>;
+void tell(const juce::String& title, const juce::String& message);
+// As setAsker, for the notices.
+void setTeller(Teller teller);
 } // namespace ReplaceQuestion

@@ -1,6 +1,8 @@
 // A picked preset travels from the file through the loop to a simulated unit on loopback.
+#include "PresetPanelSupport.h"
 #include "PresetTestSupport.h"
 #include "Presets/KnobDocument.h"
+#include "Presets/PresetActions.h"
 #include "Presets/PresetFile.h"
 #include "SyncRig.h"
 
@@ -65,4 +67,33 @@ TEST(PresetsOnAUnit, ALoadedPresetReachesTheUnitInOneRequest)
     EXPECT_TRUE(TestEnvironment::pumpUntil([&] { return onUnit(3, 0.25f) && onUnit(8, 0.75f); }, 3000))
         << rig.unit->row(3).value << " " << rig.unit->row(8).value;
     EXPECT_NEAR(rig.processor->getKnob(3)->getValue(), 0.25, 1e-6);
+}
+
+TEST(PresetsOnAUnit, AClickOnAPresetInThePanelIsOneRequestToTheUnit)
+{
+    SyncRig rig("127.0.0.2", 7132);
+    ASSERT_TRUE(rig.connect());
+    rig.runCycles(4);
+    rig.global->zeroPreset = false;
+    PresetMain panel(rig.processor->getSettings(), rig.global);
+    std::vector<float> values;
+    for (int i = 0; i < 20; ++i)
+        values.push_back((float)rig.processor->getKnob(i)->getValue());
+    values[3] = 0.25f;
+    values[4] = 0.75f;
+    ASSERT_TRUE(PresetFile::write(*KnobDocument::make(values), panel.getRootPath() + "/Clicked.fxb"));
+    PresetActions::relist(*panel.database, panel.getRootPath(), -1);
+    panel.timerCallback();
+
+    rig.clearRequests();
+    ASSERT_TRUE(PresetPanelTest::press(panel, 0, "Clicked.fxb"));
+    ASSERT_TRUE(rig.waitForRequests(1));
+    rig.runCycles(4);
+    const auto requests = rig.knobRequests();
+    ASSERT_EQ(requests.size(), 1u) << requests.back();
+    // Knobs the file carries to six digits may go along; the two changed ones must.
+    EXPECT_EQ(requestedRows(requests[0]).count(3), 1u) << requests[0];
+    EXPECT_EQ(requestedRows(requests[0]).count(8), 1u) << requests[0];
+    EXPECT_EQ(panel.getNameEditor().getText(), "Clicked.fxb");
+    EXPECT_NEAR(rig.processor->getKnob(4)->getValue(), 0.75, 1e-6);
 }
