@@ -336,56 +336,38 @@ void TableDemoComponent::EditableTextCustomComponent::timerCallback()
     }
 }
 
+void TableDemoComponent::EditableTextCustomComponent::ifChangeable(const std::function<void()>& action)
+{
+    if (changeable)
+        action();
+    else
+        PresetActions::tellReadOnly();
+}
+
 void TableDemoComponent::EditableTextCustomComponent::mouseDown_isFile_Run(int id)
 {
     const auto full = bytes(path);
-    switch (id)
-    {
-    case 1:
-        if (changeable)
-            showEditor();
-        return;
-    case 2:
+    if (id == 1)
+        ifChangeable([this] { showEditor(); });
+    else if (id == 2)
         PresetActions::reveal(full);
-        return;
-    case 3:
+    else if (id == 3)
         PresetActions::copy(*database, full);
-        return;
-    case 4:
-        if (changeable)
-            PresetActions::deleteFile(*database, full, level - 1);
-        else
-            PresetActions::tellReadOnly();
-        return;
-    default:
-        return;
-    }
+    else if (id == 4)
+        ifChangeable([&] { PresetActions::deleteFile(*database, full, level - 1); });
 }
 
 void TableDemoComponent::EditableTextCustomComponent::mouseDown_isFolder_Run(int id)
 {
-    switch (id)
-    {
-    case 1:
-        if (changeable)
-            showEditor();
-        return;
-    case 2:
+    if (id == 1)
+        ifChangeable([this] { showEditor(); });
+    else if (id == 2)
         PresetActions::reveal(database->currentFolder);
-        return;
-    case 4:
+    else if (id == 4)
         PresetActions::paste(*database, level,
                              {"This preset already exists. Do you want to replace it?", "Ok"});
-        return;
-    case 6:
-        if (changeable)
-            PresetActions::deleteFolder(*database, bytes(path), level - 1);
-        else
-            PresetActions::tellReadOnly();
-        return;
-    default:
-        return;
-    }
+    else if (id == 6)
+        ifChangeable([&] { PresetActions::deleteFolder(*database, bytes(path), level - 1); });
 }
 
 void TableDemoComponent::EditableTextCustomComponent::textWasEdited()

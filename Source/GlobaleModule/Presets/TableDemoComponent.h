@@ -113,6 +113,8 @@ public:
 
 private:
     void timerCallback() override;
+    // Runs action on the user's own entries; on shared ones says why not.
+    void ifChangeable(const std::function<void()>& action);
 
     juce::PopupMenu menu;
     int level = 0;
