@@ -51,5 +51,7 @@ bool PresetDatabase::mayWriteInto(const std::string& folder) const
 
 bool PresetDatabase::mayChange(const std::string& path) const
 {
-    return !path.empty() && !isShared(path) && mayWriteInto(PresetFileOps::parentOf(path));
+    // A folder row of the user's tree may stand only for folders of the shared trees.
+    return !path.empty() && ::access(path.c_str(), F_OK) == 0 && !isShared(path) &&
+           mayWriteInto(PresetFileOps::parentOf(path));
 }

@@ -32,8 +32,9 @@ public:
     void clearRows();
     // The editMarks byte of (level, row); null outside the table.
     uint8_t* editMark(int level, int row);
-    // Whether the user may rename or remove the entry at path, and whether they may put new
-    // entries into folder: not below one of sharedRoots, and the folder concerned writable.
+    // Whether the user may rename or remove the entry at path (it exists), and whether they
+    // may put new entries into folder: not below one of sharedRoots, the folder concerned
+    // writable.
     bool mayChange(const std::string& path) const;
     bool mayWriteInto(const std::string& folder) const;
     // Answers that arrive after the panel has gone look here first.
