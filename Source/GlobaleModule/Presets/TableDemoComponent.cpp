@@ -55,6 +55,8 @@ TableDemoComponent::TableDemoComponent(juce::String folderPath, juce::StringArra
     header.addColumn(folderName, 2, nameWidth, nameWidth, nameWidth, juce::TableHeaderComponent::notSortable);
     header.setPopupMenuActive(false);
     table.setOutlineThickness(1);
+    // The two columns are a little wider than the list; a scroll bar for that is only noise.
+    table.getViewport()->setScrollBarsShown(true, false);
     table.setColour(juce::ListBox::outlineColourId, juce::Colours::grey);
     addAndMakeVisible(table);
     database->tableChanged = true;
@@ -113,7 +115,7 @@ void TableDemoComponent::paintCell(juce::Graphics& g, int row, int column, int w
     g.fillRect(width - 1, 0, 1, height);
 }
 
-juce::Component* TableDemoComponent::refreshComponentForCell(int row, int column, bool,
+juce::Component* TableDemoComponent::refreshComponentForCell(int row, int column, bool selected,
                                                              juce::Component* existing)
 {
     if (column != 2)
@@ -127,6 +129,11 @@ juce::Component* TableDemoComponent::refreshComponentForCell(int row, int column
     if (names[row] == database->reopenRowName)
         database->reopenRow = row;
     cell->setRow(row, column, names[row], paths[row], flags[row], database->mayChange(bytes(paths[row])));
+    // Dark text on the light selection, whatever the look-and-feel's text colour.
+    if (selected)
+        cell->setColour(juce::Label::textColourId, juce::Colours::black);
+    else
+        cell->removeColour(juce::Label::textColourId);
     return cell;
 }
 
