@@ -216,4 +216,12 @@ void tellReadOnly()
                                                "cannot be changed here. Copy a preset and paste it into your "
                                                "own folders to change it.");
 }
+
+void tellUnchangeable(const std::string& path)
+{
+    if (juce::File(juce::String::fromUTF8(path.c_str())).exists())
+        tellReadOnly();
+    else
+        tellRefused(Result::vanished, path);
+}
 } // namespace PresetActions

@@ -40,4 +40,6 @@ void reveal(const std::string& path);
 void tellRefused(PresetFileOps::Result result, const std::string& what);
 void tellBadName();
 void tellReadOnly();
+// Why the entry at path can't be changed: it is gone, or it is shared.
+void tellUnchangeable(const std::string& path);
 } // namespace PresetActions

@@ -348,7 +348,7 @@ void TableDemoComponent::EditableTextCustomComponent::ifChangeable(const std::fu
     if (changeable)
         action();
     else
-        PresetActions::tellReadOnly();
+        PresetActions::tellUnchangeable(bytes(path));
 }
 
 void TableDemoComponent::EditableTextCustomComponent::mouseDown_isFile_Run(int id)
@@ -384,7 +384,7 @@ void TableDemoComponent::EditableTextCustomComponent::textWasEdited()
         return;
     if (!changeable)
     {
-        PresetActions::tellReadOnly();
+        PresetActions::tellUnchangeable(bytes(path));
         setText(name, juce::dontSendNotification);
         return;
     }

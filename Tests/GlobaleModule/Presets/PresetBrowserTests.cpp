@@ -411,6 +411,12 @@ TEST_F(ThreeLevels, ANewFolderIsNumberedSelectedAndOpenForItsName)
 
 TEST_F(ThreeLevels, RenameKeepsEveryFileAndRefusesHostileNames)
 {
+    // The menu's Rename opens the name for editing, as a double click does.
+    menuOf(0, "top.fxb");
+    choose(1);
+    ASSERT_TRUE(cell(0, "top.fxb")->isBeingEdited());
+    cell(0, "top.fxb")->hideEditor(true);
+
     rename(0, "top.fxb", "Lead.fxb");
     EXPECT_EQ(readFile(root + "/Lead.fxb"), "top");
     EXPECT_EQ(rows(0), (std::vector<std::string>{"A", "Lead.fxb"}));
@@ -474,10 +480,13 @@ TEST_F(ThreeLevels, WhatVanishedBetweenThePickAndTheTickIsRefusedWithANotice)
     writeFile(root + "/doomed.fxb", "");
     PresetActions::relist(store(), root, -1);
     tick();
+    click(0, "doomed.fxb");
     menuOf(0, "doomed.fxb");
     ASSERT_EQ(::unlink((root + "/doomed.fxb").c_str()), 0);
+    choose(2);
+    menuOf(0, "doomed.fxb");
     choose(4);
-    EXPECT_EQ(notices, (std::vector<std::string>{"Not found", "Not found", "Not found"}));
+    EXPECT_EQ(notices, std::vector<std::string>(4, "Not found"));
     EXPECT_EQ(PresetTest::directoryOrder(root + "/elsewhere").size(), 2u);
 }
 
