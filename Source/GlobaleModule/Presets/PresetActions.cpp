@@ -1,8 +1,8 @@
 #include "Presets/PresetActions.h"
 
+#include "Ground/SettingsPaths.h"
 #include "Presets/PresetDatabase.h"
 #include "Presets/ReplaceQuestion.h"
-#include "Ground/SettingsPaths.h"
 
 #include <memory>
 

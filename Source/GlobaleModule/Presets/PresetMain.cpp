@@ -2,10 +2,10 @@
 
 #include "GlobalData/GlobalData.h"
 #include "GlobalData/Settings.h"
+#include "Ground/SettingsPaths.h"
 #include "Presets/PresetActions.h"
 #include "Presets/PresetFile.h"
 #include "Presets/PresetPictures.h"
-#include "Ground/SettingsPaths.h"
 
 #include <algorithm>
 
@@ -49,8 +49,6 @@ PresetMain::PresetMain(Settings* panelSettings, GlobalData* globalData)
         arrow->addListener(this);
         addChildComponent(arrow);
     }
-    if (const auto picture = PresetPictures::background(); picture.isValid())
-        background = std::make_unique<juce::DrawableImage>(picture);
 
     buildTable(0, getRootPath());
     placeTables();
@@ -100,7 +98,10 @@ void PresetMain::paint(juce::Graphics& g)
                                            juce::Colour(0x00ffffff), (float)px(672.0f), (float)px(72.0f),
                                            true));
     g.fillRect(px(552.0f), px(-4.0f), px(251.0f), px(282.0f));
-    if (background != nullptr)
+    // Decoded when the view is first shown, not when the window opens.
+    if (background == nullptr)
+        background = std::make_unique<juce::DrawableImage>(PresetPictures::background());
+    if (!background->getImage().isNull())
         background->drawWithin(g,
                                juce::Rectangle<int>(px(-4.0f), px(-4.0f), px(1280.0f), px(800.0f)).toFloat(),
                                juce::RectanglePlacement::stretchToFit, 0.5f);

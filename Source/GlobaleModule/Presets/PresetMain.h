@@ -66,7 +66,7 @@ private:
     Settings* settings = nullptr;
     float scale = 0.0f;
     int columnX[visibleColumns] = {7, 170, 340};
-    std::unique_ptr<juce::Drawable> background;
+    std::unique_ptr<juce::DrawableImage> background;
     juce::TextEditor nameEditor;
     juce::TextButton saveButton;
     juce::TextButton scrollLeft{"<"};

@@ -2,12 +2,22 @@
 
 #include <juce_graphics/juce_graphics.h>
 
-// The pictures of the preset panel and its browser, decoded once and kept in the
-// framework's image cache while they are used.
+#include <functional>
+
+// The pictures of the preset panel and its browser. The product owns the built-in pictures
+// and hands over how to decode one by its number; each is decoded at its first use, brought
+// to the size it is drawn at, and kept in the framework's image cache while it is used.
 namespace PresetPictures
 {
-// The panel's background; an invalid image when the plug-in carries none.
+constexpr int backgroundNumber = 26;
+constexpr int folderNumber = 27;
+
+using Decoder = std::function<juce::Image(int number)>;
+// Message thread only, before the panel is shown.
+void setDecoder(Decoder decoder);
+
+// The panel's background at 1280 x 800; an invalid image when there is none.
 juce::Image background();
-// The folder picture of the browser's first column.
+// The folder picture of the browser's first column, 64 x 64; painted here when there is none.
 juce::Image folder();
 } // namespace PresetPictures

@@ -48,7 +48,6 @@ TableDemoComponent::TableDemoComponent(juce::String folderPath, juce::StringArra
       database(store)
 {
     table.setModel(this);
-    folderIcon = std::make_unique<juce::DrawableImage>(PresetPictures::folder());
     auto& header = table.getHeader();
     const int dirWidth = scaled(15.0f, scale), nameWidth = scaled(125.0f, scale);
     header.addColumn("Dir", 1, dirWidth, dirWidth, dirWidth, juce::TableHeaderComponent::notSortable);
@@ -103,7 +102,9 @@ void TableDemoComponent::paintCell(juce::Graphics& g, int row, int column, int w
 {
     g.setColour(getLookAndFeel().findColour(juce::ListBox::textColourId));
     g.setFont(font);
-    if (column == 1 && isFolderRow(row) && folderIcon != nullptr)
+    if (column == 1 && isFolderRow(row) && folderIcon == nullptr)
+        folderIcon = std::make_unique<juce::DrawableImage>(PresetPictures::folder());
+    if (column == 1 && isFolderRow(row))
         folderIcon->drawWithin(g, {(float)scaled(4.0f, scale), scale + 2.0f, 15.0f, 15.0f},
                                juce::RectanglePlacement::centred, 1.0f);
     if (column == 2)
