@@ -1,19 +1,22 @@
-// Draws the presets view on a sample tree into a PNG: morvane-preset-screenshot <file.png>
-#include "GlobalData/GlobalData.h"
-#include "GlobalData/Settings.h"
+// Draws the window's presets view on a sample tree into a PNG:
+//   morvane-preset-screenshot <file.png>
+// The plug-in looks for its unit on every interface, so the program moves itself into a
+// network namespace of its own first (as root) and refuses to run otherwise.
+#include "PluginEditor.h"
+#include "PluginProcessor.h"
 #include "Presets/PresetMain.h"
-#include "Presets/PresetPictures.h"
-
-#include "BinaryData.h"
 
 #include "PresetPanelSupport.h"
+#include "StudioNet.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 
 namespace
 {
@@ -33,17 +36,6 @@ void makeSampleTree(const std::filesystem::path& root)
     }
 }
 
-juce::Image builtIn(int number)
-{
-    if (number == PresetPictures::backgroundNumber)
-        return juce::ImageFileFormat::loadFrom(BinaryData::temp_binary_data_26,
-                                               BinaryData::temp_binary_data_26Size);
-    if (number == PresetPictures::folderNumber)
-        return juce::ImageFileFormat::loadFrom(BinaryData::temp_binary_data_27,
-                                               BinaryData::temp_binary_data_27Size);
-    return {};
-}
-
 bool writePng(const juce::Image& image, const char* path)
 {
     juce::File file = juce::File::getCurrentWorkingDirectory().getChildFile(path);
@@ -52,14 +44,26 @@ bool writePng(const juce::Image& image, const char* path)
     return out.openedOk() && juce::PNGImageFormat().writeImageToStream(image, out);
 }
 
+// Runs the message loop until done() or ten seconds are up.
+bool settle(const std::function<bool()>& done)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!done() && std::chrono::steady_clock::now() < deadline)
+        juce::MessageManager::getInstance()->runDispatchLoopUntil(20);
+    return done();
+}
+
 int draw(const char* target)
 {
-    Settings settings;
-    GlobalData global(&settings);
-    global.guiSize = 0.0f;
-    PresetPictures::setDecoder(builtIn);
-    PresetMain panel(&settings, &global);
-    panel.setBounds(0, 0, settings.width, settings.height);
+    MorvaneProcessor processor;
+    std::unique_ptr<MorvaneEditor> editor(static_cast<MorvaneEditor*>(processor.createEditor()));
+    if (!settle([&] { return !editor->isLoadingImages() && editor->getRuntime() != 0; }))
+    {
+        std::fprintf(stderr, "the window did not load its pictures\n");
+        return 1;
+    }
+    editor->buttonClicked(&editor->btnPresets);
+    auto& panel = *editor->presetMain;
     for (const auto& [level, name] :
          {std::pair<int, const char*>{0, "Vocals"}, {1, "Lead"}, {2, "Tight Lead.fxb"}})
     {
@@ -70,7 +74,11 @@ int draw(const char* target)
         }
         panel.timerCallback();
     }
-    return writePng(panel.createComponentSnapshot(panel.getLocalBounds()), target) ? 0 : 1;
+    // The first pass after a view change only records the view.
+    editor->timerCallback();
+    editor->createComponentSnapshot(editor->getLocalBounds(), false);
+    const auto image = editor->createComponentSnapshot(editor->getLocalBounds(), false);
+    return writePng(image, target) ? 0 : 1;
 }
 } // namespace
 
@@ -81,13 +89,19 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: %s <file.png>\n", argv[0]);
         return 2;
     }
+    if (!morvane::test::enterOwnNetwork())
+    {
+        std::fprintf(stderr, "needs root, to keep the plug-in's search inside a network of its own\n");
+        return 1;
+    }
     char folder[] = "/tmp/morvane-shot-XXXXXX";
     if (::mkdtemp(folder) == nullptr)
         return 1;
     const std::filesystem::path home(folder);
+    const auto root = home / "Presets" / "Morvane";
     ::setenv("Home", folder, 1);
-    ::setenv("MORVANE_PRESET_ROOT", (home / "Presets" / "Morvane").c_str(), 1);
-    makeSampleTree(home / "Presets" / "Morvane");
+    ::setenv("MORVANE_PRESET_ROOT", root.c_str(), 1);
+    makeSampleTree(root);
     int result = 1;
     {
         juce::ScopedJuceInitialiser_GUI framework;

@@ -52,6 +52,8 @@ public:
         std::function<void(const juce::PopupMenu& menu, std::function<void(int result)> chosen)>;
     static void setMenuShower(MenuShower shower);
 
+    // A menu choice waits for the table's timer.
+    bool isChoicePending() const { return menuPending; }
     juce::TableListBox& getTable() { return table; }
     const juce::String& getPath() const { return path; }
     const juce::String& getFolderName() const { return folderName; }
@@ -107,6 +109,8 @@ public:
     void mouseDown_isFile_Run(int id);
     void mouseDown_isFolder_Run(int id);
 
+    // A menu choice waits for the cell's timer.
+    bool isChoicePending() const { return filePending || folderPending; }
     int getRow() const { return row; }
     const juce::String& getPath() const { return path; }
     bool isFolderRow() const { return isFolder == "true"; }

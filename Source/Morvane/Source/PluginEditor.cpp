@@ -8,6 +8,7 @@
 #include "Debug/Debug.h"
 #include "EditorSearch.h"
 #include "GlobalData/GlobalData.h"
+#include "Presets/PresetPictures.h"
 #include "SafeAndLoad/SafeAndLoad.h"
 
 #include <sstream>
@@ -20,6 +21,7 @@ MorvaneEditor::MorvaneEditor(MorvaneProcessor& p, GlobalData* g, GlobalSettings*
     pictures = EditorPictures::acquire();
     createSplash();
     alertLook = std::make_unique<juce::LookAndFeel_V3>();
+    PresetPictures::setDecoder(Picture::decode);
     presetMain = std::make_unique<PresetMain>(settings, global);
     addChildComponent(*presetMain);
     createPictureHolders();
@@ -412,7 +414,7 @@ void MorvaneEditor::scaleChildren()
             mark->scale = s;
     needleTop.scale = needleBottom.scale = s;
     needleShadowTop.scale = needleShadowBottom.scale = s;
-    presetMain->scale = s;
+    presetMain->setScale(s);
     buttonLook.scale = s;
     for (auto& label : statusLabels)
         label.setFont(juce::Font(15.0f * (1.0f + s)));

@@ -144,12 +144,20 @@ protected:
         if (c == nullptr)
             return {};
         c->mouseDown(event(c, true));
+        served = [safe = juce::Component::SafePointer<Cell>(c)]
+        {
+            return safe == nullptr || !safe->isChoicePending();
+        };
         return menuItems;
     }
     std::vector<MenuItem> backgroundMenuOf(int level)
     {
         menuItems.clear();
         table(level).backgroundClicked(event(&table(level), true));
+        served = [safe = juce::Component::SafePointer<TableDemoComponent>(&table(level))]
+        {
+            return safe == nullptr || !safe->isChoicePending();
+        };
         return menuItems;
     }
 
@@ -159,7 +167,7 @@ protected:
         ASSERT_TRUE(menuChoice);
         auto chosen = std::move(menuChoice);
         chosen(id);
-        TestEnvironment::pump(120);
+        ASSERT_TRUE(TestEnvironment::pumpUntil(served, 5000));
         tick();
     }
 
@@ -192,6 +200,8 @@ protected:
     ReplaceQuestion::Answer pendingAnswer;
     std::vector<MenuItem> menuItems;
     std::function<void(int)> menuChoice;
+    // Whether the component that showed the last menu has run the choice.
+    std::function<bool()> served;
 };
 
 // Folders A/B/C below the root, a preset at every level, and a file that is no preset.
@@ -401,7 +411,7 @@ TEST_F(ThreeLevels, ANewFolderIsNumberedSelectedAndOpenForItsName)
     auto* fresh = cell(1, "untitled folder 1");
     ASSERT_NE(fresh, nullptr);
     EXPECT_TRUE(table(1).getTable().isRowSelected(fresh->getRow()));
-    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return fresh->isBeingEdited(); }, 2000));
+    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return fresh->isBeingEdited(); }, 5000));
     fresh->getCurrentTextEditor()->setText("Drums");
     fresh->hideEditor(false);
     tick();
