@@ -25,26 +25,6 @@ juce::Image decoded(int number, int width, int height)
     return image.rescaled(width, height, juce::Graphics::highResamplingQuality);
 }
 
-// A plain folder: a tab on the back, the front a shade lighter.
-juce::Image paintFolder()
-{
-    juce::Image image(juce::Image::ARGB, folderSize, folderSize, true);
-    juce::Graphics g(image);
-    juce::Path back;
-    back.startNewSubPath(4.0f, 14.0f);
-    back.lineTo(24.0f, 14.0f);
-    back.lineTo(29.0f, 19.0f);
-    back.lineTo(60.0f, 19.0f);
-    back.lineTo(60.0f, 54.0f);
-    back.lineTo(4.0f, 54.0f);
-    back.closeSubPath();
-    g.setColour(juce::Colour(0xff3d7fb8));
-    g.fillPath(back);
-    g.setColour(juce::Colour(0xff6fb0e6));
-    g.fillRoundedRectangle(4.0f, 25.0f, 56.0f, 29.0f, 3.0f);
-    return image;
-}
-
 juce::Image cached(juce::int64 key, const std::function<juce::Image()>& make)
 {
     auto image = juce::ImageCache::getFromHashCode(key);
@@ -69,11 +49,6 @@ juce::Image background()
 
 juce::Image folder()
 {
-    return cached(folderKey,
-                  []
-                  {
-                      const auto image = decoded(folderNumber, folderSize, folderSize);
-                      return image.isValid() ? image : paintFolder();
-                  });
+    return cached(folderKey, [] { return decoded(folderNumber, folderSize, folderSize); });
 }
 } // namespace PresetPictures

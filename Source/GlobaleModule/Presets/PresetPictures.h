@@ -18,6 +18,6 @@ void setDecoder(Decoder decoder);
 
 // The panel's background at 1280 x 800; an invalid image when there is none.
 juce::Image background();
-// The folder picture of the browser's first column, 64 x 64; painted here when there is none.
+// The folder picture of the browser's first column, 64 x 64; an invalid image when there is none.
 juce::Image folder();
 } // namespace PresetPictures

@@ -104,7 +104,7 @@ void TableDemoComponent::paintCell(juce::Graphics& g, int row, int column, int w
     g.setFont(font);
     if (column == 1 && isFolderRow(row) && folderIcon == nullptr)
         folderIcon = std::make_unique<juce::DrawableImage>(PresetPictures::folder());
-    if (column == 1 && isFolderRow(row))
+    if (column == 1 && isFolderRow(row) && !folderIcon->getImage().isNull())
         folderIcon->drawWithin(g, {(float)scaled(4.0f, scale), scale + 2.0f, 15.0f, 15.0f},
                                juce::RectanglePlacement::centred, 1.0f);
     if (column == 2)

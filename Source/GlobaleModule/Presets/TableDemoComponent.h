@@ -76,7 +76,7 @@ private:
     juce::StringArray flags;
     float scale = 0.0f;
     juce::Font font{14.0f};
-    std::unique_ptr<juce::Drawable> folderIcon;
+    std::unique_ptr<juce::DrawableImage> folderIcon;
     int level = 0;
     PresetDatabase* database = nullptr;
     juce::PopupMenu menu;
