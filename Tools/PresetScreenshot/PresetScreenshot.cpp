@@ -1,17 +1,17 @@
 // Draws the window's presets view on a sample tree into a PNG:
 //   morvane-preset-screenshot <file.png>
 // The plug-in looks for its unit on every interface, so the program moves itself into a
-// network namespace of its own first (as root) and refuses to run otherwise.
+// network namespace of its own first (as root), and refuses to run in the machine's own.
 #include "PluginEditor.h"
 #include "PluginProcessor.h"
 #include "Presets/PresetMain.h"
 
 #include "PresetPanelSupport.h"
+#include "ProcessorDrive.h"
 #include "StudioNet.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -44,20 +44,12 @@ bool writePng(const juce::Image& image, const char* path)
     return out.openedOk() && juce::PNGImageFormat().writeImageToStream(image, out);
 }
 
-// Runs the message loop until done() or ten seconds are up.
-bool settle(const std::function<bool()>& done)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!done() && std::chrono::steady_clock::now() < deadline)
-        juce::MessageManager::getInstance()->runDispatchLoopUntil(20);
-    return done();
-}
-
 int draw(const char* target)
 {
     MorvaneProcessor processor;
     std::unique_ptr<MorvaneEditor> editor(static_cast<MorvaneEditor*>(processor.createEditor()));
-    if (!settle([&] { return !editor->isLoadingImages() && editor->getRuntime() != 0; }))
+    if (!ProcessorDrive::pumpUntil([&] { return !editor->isLoadingImages() && editor->getRuntime() != 0; },
+                                   10000))
     {
         std::fprintf(stderr, "the window did not load its pictures\n");
         return 1;
@@ -89,25 +81,24 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: %s <file.png>\n", argv[0]);
         return 2;
     }
-    if (!morvane::test::enterOwnNetwork())
+    morvane::test::enterOwnNetwork();
+    if (!ProcessorDrive::inPrivateNetwork())
     {
-        std::fprintf(stderr, "needs root, to keep the plug-in's search inside a network of its own\n");
+        std::fprintf(stderr, "Refusing to search the machine's own network: run as root or under "
+                             "Tools/private-net.sh\n");
         return 1;
     }
-    char folder[] = "/tmp/morvane-shot-XXXXXX";
-    if (::mkdtemp(folder) == nullptr)
-        return 1;
-    const std::filesystem::path home(folder);
-    const auto root = home / "Presets" / "Morvane";
-    ::setenv("Home", folder, 1);
-    ::setenv("MORVANE_PRESET_ROOT", root.c_str(), 1);
-    makeSampleTree(root);
     int result = 1;
     {
+        ProcessorDrive::TemporaryHome home("shot");
+        if (home.path().empty())
+            return 1;
+        // The tree's own name, as the first column shows it in a studio.
+        const auto root = std::filesystem::path(home.path()) / "Presets" / "Morvane";
+        ::setenv("MORVANE_PRESET_ROOT", root.c_str(), 1);
+        makeSampleTree(root);
         juce::ScopedJuceInitialiser_GUI framework;
         result = draw(argv[1]);
     }
-    std::error_code ignored;
-    std::filesystem::remove_all(home, ignored);
     return result;
 }
