@@ -6,6 +6,7 @@
 #include "Presets/PresetActions.h"
 #include "Presets/PresetFile.h"
 #include "Presets/PresetPictures.h"
+#include "Presets/PresetRoot.h"
 
 #include <algorithm>
 
@@ -50,6 +51,8 @@ PresetMain::PresetMain(Settings* panelSettings, GlobalData* globalData)
         addChildComponent(arrow);
     }
 
+    database->sharedRoots = PresetRoot::sharedTrees(panelSettings != nullptr ? panelSettings->productFolder
+                                                                             : std::string("Morvane"));
     buildTable(0, getRootPath());
     placeTables();
     startTimer(40);
