@@ -89,5 +89,12 @@ TEST_F(UnitStatusClients, AClientIsForgottenAfterItsMemory)
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     receiver.drain();
     EXPECT_FALSE(receiver.receive(200));
+
+    // A connection that asks nothing, such as the plug-in's connection test, makes a client too.
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in sa = socketAddress(cfg.address, cfg.httpPort);
+    ASSERT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&sa), sizeof sa), 0);
+    ::close(fd);
+    EXPECT_TRUE(receiver.receive(1000)) << "no status after a bare connection";
 }
 } // namespace

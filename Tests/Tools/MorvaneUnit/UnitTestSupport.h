@@ -168,7 +168,7 @@ inline const std::string& scratchFolder()
 
 // Unit index on 127.0.0.(10+index): HTTP on testPort(index), status to testPort(10+index), discovery on
 // testPort(19).
-inline sim::UnitConfig loopbackConfig(int index, int clientMemoryMs = 30000)
+inline sim::UnitConfig loopbackConfig(int index, int clientMemoryMs = 300000)
 {
     sim::UnitConfig c;
     c.address = "127.0.0." + std::to_string(10 + index);
@@ -183,7 +183,7 @@ inline sim::UnitConfig loopbackConfig(int index, int clientMemoryMs = 30000)
     return c;
 }
 
-template <int index, int clientMemoryMs = 30000> class UnitCase : public ::testing::Test
+template <int index, int clientMemoryMs = 300000> class UnitCase : public ::testing::Test
 {
 protected:
     void SetUp() override { ASSERT_TRUE(unit.start()) << unit.startError(); }

@@ -54,6 +54,7 @@ std::string usage()
            "  --mac M              MAC address (02:4d:56 and the address's last three bytes)\n"
            "  --foreign-address F  sender of the fault \"foreign\" (on 127/8: a neighbour address)\n"
            "  --period-ms T        status period (40)\n"
+           "  --client-memory-ms C how long a client keeps getting status (300000)\n"
            "  --log FILE           log file, - for none (/tmp/morvane-unit-<address>.log)\n"
            "  --no-datagram-log    do not log each status datagram\n"
            "  --units N            run N units: addresses, status ports and serials counted up (1)\n"
@@ -106,6 +107,8 @@ bool parseOptions(int argc, char** argv, Options& o, std::string& err)
             o.unit.foreignAddress = v;
         else if (opt == "--period-ms" && (ok = number(v, 1, 600000, n)))
             o.unit.periodMs = static_cast<int>(n);
+        else if (opt == "--client-memory-ms" && (ok = number(v, 1, 86400000, n)))
+            o.unit.clientMemoryMs = static_cast<int>(n);
         else if (opt == "--log")
         {
             o.unit.logPath = v == "-" ? "" : v;

@@ -406,8 +406,11 @@ void Unit::httpLoop()
         sockaddr_in peer{};
         socklen_t len = sizeof peer;
         const int fd = ::accept4(listenFd_, reinterpret_cast<sockaddr*>(&peer), &len, SOCK_CLOEXEC);
-        if (fd >= 0)
-            handleConnection(fd, peer.sin_addr.s_addr);
+        if (fd < 0)
+            continue;
+        // Any connection makes a client, a bare connection test as much as a request.
+        rememberClient(peer.sin_addr.s_addr);
+        handleConnection(fd, peer.sin_addr.s_addr);
     }
     net::closeFd(listenFd_);
     releaseHungConnections();
@@ -444,8 +447,6 @@ void Unit::handleConnection(int fd, uint32_t peer)
         record(line);
         if (targetPath(target) != "/ui/state") // the page asks ten times a second
             log_->write("REQUEST", net::addressText(peer) + " " + line);
-        if (!webPage) // a browser reads no status datagrams
-            rememberClient(peer);
     }
     if (fault(Fault::Hang) && !line.empty() && !webPage)
     {

@@ -12,11 +12,11 @@
 //   HTTP on address:httpPort, one request per connection, "Connection: close":
 //     /info, /dinfo, /knob?row/value{/row/value}, /balance, /balance?value, else a page with "Error 404".
 //     The unit's web page for a person: / (the front panel), /ui/state (JSON), /ui/command?<line>.
-//   Status datagram every periodMs to statusPort of every address that made an HTTP request in the
-//   last clientMemoryMs, sent from address (or foreignAddress while the fault "foreign" is on).
-//   Discovery: "Ciao Mac ist hier" on UDP discoveryPort (any address of the unit's network namespace);
-//   the reply {"name":"<name>",...} goes from the unit's own address to the sender's port. Several
-//   units of one process and one namespace share one listener; each answers once.
+//   Status datagram every periodMs to statusPort of every address that connected to the web server
+//   (a request or a bare connection) in the last clientMemoryMs, sent from address (or foreignAddress while
+//   the fault "foreign" is on). Discovery: "Ciao Mac ist hier" on UDP discoveryPort (any address of the
+//   unit's network namespace); the reply {"name":"<name>",...} goes from the unit's own address to the
+//   sender's port. Several units of one process and one namespace share one listener; each answers once.
 //
 // Network namespaces: start() remembers the calling thread's network namespace; every socket and
 // thread of the unit lives there, also when "return" is commanded from a thread in another one.
@@ -53,8 +53,8 @@ struct UnitConfig
     int periodMs = 40;
     std::string logPath; // empty: no log file (the in-memory records are kept anyway)
     bool logDatagrams = true;
-    int clientMemoryMs = 30000; // how long an HTTP client keeps getting status datagrams
-    int slowByteMs = 20;        // pause per byte under the fault "slow"
+    int clientMemoryMs = 300000; // how long a client of the web server keeps getting status datagrams
+    int slowByteMs = 20;         // pause per byte under the fault "slow"
 };
 
 // One value of a knob request as it arrived and what became of it.
