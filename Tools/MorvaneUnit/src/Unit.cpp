@@ -406,11 +406,8 @@ void Unit::httpLoop()
         sockaddr_in peer{};
         socklen_t len = sizeof peer;
         const int fd = ::accept4(listenFd_, reinterpret_cast<sockaddr*>(&peer), &len, SOCK_CLOEXEC);
-        if (fd < 0)
-            continue;
-        // Any connection makes a client, a bare connection test as much as a request.
-        rememberClient(peer.sin_addr.s_addr);
-        handleConnection(fd, peer.sin_addr.s_addr);
+        if (fd >= 0)
+            handleConnection(fd, peer.sin_addr.s_addr);
     }
     net::closeFd(listenFd_);
     releaseHungConnections();
@@ -442,6 +439,10 @@ void Unit::handleConnection(int fd, uint32_t peer)
     const std::string line = request.substr(0, request.find_first_of("\r\n"));
     const std::string target = requestTarget(line);
     const bool webPage = isWebPage(targetPath(target));
+    // Any connection makes a client, a bare connection test as much as a request; a browser
+    // on the web page reads no status datagrams.
+    if (!webPage)
+        rememberClient(peer);
     if (!line.empty())
     {
         record(line);
