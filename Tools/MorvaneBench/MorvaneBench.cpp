@@ -1,6 +1,7 @@
-// morvane-bench: how fast a move crosses between host and unit, and what an idle connected
-// instance costs. Runs in a network namespace of its own (as root) against simulated units
-// on loopback; run it through Tools/private-net.sh or Tools/run-bench.sh.
+// morvane-bench: how fast a move crosses between host and unit (moves at random moments of
+// the loop's tick), and what idle connected instances cost in a host next to a bare plug-in
+// with one 40 ms timer. Runs in a network namespace of its own (as root) against simulated
+// units; run it through Tools/private-net.sh.
 #include "GlobalData/GlobalData.h"
 #include "Ground/SettingsPaths.h"
 #include "PluginProcessor.h"
@@ -19,6 +20,7 @@
 #include <functional>
 #include <memory>
 #include <net/if.h>
+#include <random>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -42,6 +44,12 @@ double msSince(Clock::time_point start)
 bool pumpUntil(const std::function<bool()>& done, int timeoutMs)
 {
     return ProcessorDrive::pumpUntil(done, timeoutMs, 1);
+}
+
+// Moves come at random moments of the loop's 40 ms tick, as a hand or a host does.
+void pumpForRandomMoment(std::mt19937& random)
+{
+    ProcessorDrive::pumpUntil([] { return false; }, std::uniform_int_distribution<int>(0, 39)(random), 1);
 }
 
 // Takes a processor to Running against the unit at address.
@@ -116,11 +124,13 @@ struct Rig
 void HostToUnit(benchmark::State& state)
 {
     Rig rig;
+    std::mt19937 random(15);
     std::vector<double> samples;
     int move = 0;
     for (auto _ : state)
     {
         const int target = 100 + (move++ % 2) * 700;
+        pumpForRandomMoment(random);
         const auto writes = rig.unit->knobWrites().size();
         const auto start = Clock::now();
         rig.processor->setParameter(3, (float)target / 1023.0f);
@@ -138,12 +148,14 @@ void UnitToHost(benchmark::State& state)
     Rig rig;
     HostListener listener;
     rig.processor->addListener(&listener);
+    std::mt19937 random(16);
     std::vector<double> samples;
     int move = 0;
     for (auto _ : state)
     {
         const int target = 100 + (move++ % 2) * 700;
         const float expected = (float)(target - 0) / 1023.0f;
+        pumpForRandomMoment(random);
         listener.lastIndex = -1;
         const auto start = Clock::now();
         rig.unit->command("turn 3 " + std::to_string(target) + " 0");
@@ -171,39 +183,105 @@ double cpuSeconds()
            usage.ru_stime.tv_usec / 1e6;
 }
 
-// The unit runs as its own program here, so this process's CPU is the plug-in's alone.
-void IdleConnectedCpu(benchmark::State& state)
+std::string serialOf(int k)
 {
-    const ProcessorDrive::TemporaryHome home("bench");
-    const pid_t child = ::fork();
-    if (child == 0)
+    return "MORVAN" + std::string(k < 10 ? "000" : "00") + std::to_string(k);
+}
+
+// N units on a studio network, each a program of its own with its own status port, and a
+// session saved before: instance k remembers unit k, as its folder says.
+void startUnits(morvane::test::StudioNet& net, int n, int firstPort)
+{
+    for (int k = 1; k <= n; ++k)
     {
-        ::execl(MORVANE_UNIT_PROGRAM, MORVANE_UNIT_PROGRAM, "--address", "127.0.0.4", "--status-port", "7304",
-                "--no-datagram-log", "--log", "/dev/null", (char*)nullptr);
-        ::_exit(127);
+        net.spawnIn(net.unitNamespace(k),
+                    {MORVANE_UNIT_PROGRAM, "--address", net.unitAddress(k), "--status-port",
+                     std::to_string(firstPort + k), "--serial", serialOf(k), "--no-datagram-log", "--log",
+                     "/dev/null"},
+                    "/dev/null");
+        const auto folder = SettingsPaths::makeFolders("Morvane/" + std::to_string(k));
+        juce::File(folder + "/IP.txt").replaceWithText(net.unitAddress(k));
+        juce::File(folder + "/GuiSettings.txt")
+            .replaceWithText("Size = 0.1;\nKnob Resolution = 0;\nSerial = " + serialOf(k) +
+                             ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
     }
     ::usleep(300000);
-    auto processor = std::make_unique<MorvaneProcessor>();
-    if (!connect(*processor, "127.0.0.4"))
-        state.SkipWithError("no connection to the unit program");
-    double perSecond = 0.0;
+}
+
+int envOr(const char* name, int fallback)
+{
+    const char* text = std::getenv(name);
+    return text != nullptr && std::atoi(text) > 0 ? std::atoi(text) : fallback;
+}
+
+int windowSeconds()
+{
+    return envOr("MORVANE_BENCH_WINDOW_S", 4);
+}
+
+// The median CPU seconds per window of the idle host with n instances of the plug-in, or a
+// negative figure when the host failed. The host runs on the studio network's computer.
+double idleHostCpu(morvane::test::StudioNet& net, const std::string& home, const char* plugin, int n)
+{
+    const int warmUp = envOr("MORVANE_BENCH_WARMUP_S", 8 + 2 * n),
+              windows = envOr("MORVANE_BENCH_WINDOWS", 5);
+    const auto output = juce::File(home).getChildFile("idle-host.txt");
+    output.deleteFile();
+    const pid_t host = net.spawnIn(net.hostNamespace(),
+                                   {MORVANE_IDLE_HOST, plugin, std::to_string(n), std::to_string(warmUp),
+                                    std::to_string(windows), std::to_string(windowSeconds())},
+                                   output.getFullPathName().toStdString());
+    const auto deadline = Clock::now() + std::chrono::seconds(warmUp + (windows + 1) * windowSeconds() + 30);
+    siginfo_t info{};
+    while (Clock::now() < deadline)
+    {
+        info.si_pid = 0;
+        if (::waitid(P_PID, (id_t)host, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == host)
+            break;
+        ::usleep(100000);
+    }
+    net.stop(host);
+    const auto text = output.loadFileAsString();
+    const int at = text.indexOf("cpu_s_per_window ");
+    if (at < 0)
+    {
+        std::fprintf(stderr, "idle host with %s: %s\n", plugin, text.toRawUTF8());
+        return -1.0;
+    }
+    return text.substring(at + 17).getDoubleValue();
+}
+
+// Idle CPU of n connected instances (editors closed) against the same host with n bare
+// plug-ins of one 40 ms timer each, measured one after the other in this run.
+void IdleCpuAgainstBareTimer(benchmark::State& state)
+{
+    const int n = (int)state.range(0);
+    morvane::test::StudioNet net(n);
+    if (!net.ok())
+    {
+        state.SkipWithError(net.error().c_str());
+        return;
+    }
+    const ProcessorDrive::TemporaryHome home("bench");
+    startUnits(net, n, 7500);
+    double bare = 0.0, morvane = 0.0;
     for (auto _ : state)
     {
-        const double cpuBefore = cpuSeconds();
         const auto start = Clock::now();
-        pumpUntil([] { return false; }, 5000);
-        const double wall = msSince(start) / 1000.0;
-        perSecond = (cpuSeconds() - cpuBefore) / wall;
-        state.SetIterationTime(wall);
+        bare = idleHostCpu(net, home.path(), MORVANE_BARE_VST2, n);
+        morvane = idleHostCpu(net, home.path(), MORVANE_VST2, n);
+        state.SetIterationTime(msSince(start) / 1000.0);
     }
-    state.counters["cpu_ms_per_s"] = perSecond * 1000.0;
-    processor.reset();
-    ::kill(child, SIGTERM);
-    ::waitpid(child, nullptr, 0);
+    if (bare <= 0.0 || morvane <= 0.0)
+        state.SkipWithError("the idle host gave no figure");
+    state.counters["instances"] = n;
+    state.counters["bare_cpu_ms_per_s"] = bare * 1000.0 / windowSeconds();
+    state.counters["morvane_cpu_ms_per_s"] = morvane * 1000.0 / windowSeconds();
+    state.counters["ratio"] = bare > 0.0 ? morvane / bare : 0.0;
 }
+
 // A session of N instances and N units on a studio network: how long until every instance
-// drives a unit of its own, and what they cost together once running. The units run as
-// programs of their own, each with its own status port.
+// drives a unit of its own, and what they cost together once running.
 void Scale(benchmark::State& state)
 {
     const int n = (int)state.range(0);
@@ -214,21 +292,7 @@ void Scale(benchmark::State& state)
         return;
     }
     const ProcessorDrive::TemporaryHome home("bench");
-    // A session that was saved before: instance k remembers unit k, as its folder says.
-    for (int k = 1; k <= n; ++k)
-    {
-        const std::string serial = "MORVAN" + std::string(k < 10 ? "000" : "00") + std::to_string(k);
-        net.spawnIn(net.unitNamespace(k),
-                    {MORVANE_UNIT_PROGRAM, "--address", net.unitAddress(k), "--status-port",
-                     std::to_string(7400 + k), "--serial", serial, "--no-datagram-log", "--log", "/dev/null"},
-                    "/dev/null");
-        const auto folder = SettingsPaths::makeFolders("Morvane/" + std::to_string(k));
-        juce::File(folder + "/IP.txt").replaceWithText(net.unitAddress(k));
-        juce::File(folder + "/GuiSettings.txt")
-            .replaceWithText("Size = 0.1;\nKnob Resolution = 0;\nSerial = " + serial +
-                             ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n");
-    }
-    ::usleep(300000);
+    startUnits(net, n, 7400);
 
     morvane::test::ScopedNamespace computer(net.hostNamespace());
     double allRunningSeconds = 0.0, cpuPerSecond = 0.0;
@@ -267,7 +331,7 @@ void Scale(benchmark::State& state)
 BENCHMARK(Scale)->Arg(8)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
 BENCHMARK(HostToUnit)->Iterations(500)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(UnitToHost)->Iterations(500)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(IdleConnectedCpu)->Iterations(2)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(IdleCpuAgainstBareTimer)->Arg(1)->Arg(8)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
 
 int main(int argc, char** argv)
 {

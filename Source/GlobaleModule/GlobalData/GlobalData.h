@@ -76,6 +76,9 @@ public:
     std::atomic<int> freeIpCount{0};
     std::atomic<int> slaveIndex{0};
     std::atomic<bool> connected{false};
+    // Connected, but the unit's status stream stays away (eleven empty receives while its web
+    // server answers); down again with the next status message.
+    std::atomic<bool> unitSilent{false};
     std::atomic<bool> deviceFinderBusy{true};
     std::atomic<int> devicePort{0};
     std::atomic<bool> callHomeRunning{false};

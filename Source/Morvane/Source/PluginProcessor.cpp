@@ -63,6 +63,12 @@ MorvaneProcessor::MorvaneProcessor()
 
     lampTop = new MyImageButton(dark, lit, globalData, 1);
     lampBottom = new MyImageButton(dark, lit, globalData, 1);
+    receiver = std::make_unique<StatusReceiver>(
+        [this](const std::string& received)
+        {
+            PotiRound(received);
+            receiveBusy = false;
+        });
 
     // The first tick makes the knobs, which are components. Some formats give the framework a
     // message thread of its own and construct the processor on the host's thread: the tick
@@ -77,10 +83,10 @@ MorvaneProcessor::MorvaneProcessor()
 
 MorvaneProcessor::~MorvaneProcessor()
 {
-    // Closing never waits without bound: every wait below has a limit above the longest
-    // operation it waits for.
+    // Closing never waits without bound, and never for the unit: a status wait ends at once,
+    // and every request or connection test under way ends when quitRequested rises.
+    closing = true;
     spinWhile([this] { return inTimer.load(); }, 15000);
-    spinWhile([this] { return receiveBusy.load(); }, 5000);
 
     Debug::DebugLog(0, "Please quit right now!", __FILE__, __LINE__, settings->productFolder);
     globalData->quitRequested = true;
@@ -103,6 +109,8 @@ MorvaneProcessor::~MorvaneProcessor()
 // Every thread of the instance, ended and joined (quitRequested is up).
 void MorvaneProcessor::endHelpers()
 {
+    receiver->stop();
+    receiveBusy = false;
     spinWhile([this] { return globalData->broadcastRunning.load(); }, 15000);
     spinWhile([this] { return globalData->callHomeRunning.load(); }, 15000);
     // A check that an editor stopped may leave its request ending on a thread of its own.
@@ -115,8 +123,11 @@ void MorvaneProcessor::endHelpers()
     spinWhile([this] { return globalData->deviceFinderRunning.load() != 0; }, 30000);
     if (findThread.joinable())
         findThread.join();
-    if (receiveThread.joinable())
-        receiveThread.join();
+    addressJob.join();
+    portJob.join();
+    balanceJob.join();
+    infoJob.join();
+    storedAddressProbe.join();
     joinFinishedSendThreads(true);
 }
 

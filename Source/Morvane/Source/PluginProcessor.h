@@ -3,7 +3,10 @@
 #include <juce_audio_processors/juce_audio_processors.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,7 +14,9 @@
 #include "Ground/RetryBackoff.h"
 #include "Knob.h"
 #include "KnobMap.h"
+#include "LoopJob.h"
 #include "StatusDatagram.h"
+#include "StatusReceiver.h"
 
 class Broadcast;
 class GlobalData;
@@ -71,9 +76,10 @@ public:
     // Device protocol.
     int GetDevicePort();
     std::string GetSerialFromDevice();
-    // Status stream (StatusReceive.cpp): one datagram, and taking it over.
-    // True when a datagram was taken and parsed.
-    bool PotiRound();
+    // Status stream (StatusReceive.cpp): what one receive brings, on the receiver's thread
+    // (the datagram's text, empty when none came); true when it was a status message, which
+    // then waits for the loop.
+    bool PotiRound(const std::string& received);
     // True when the text was a status message: table, mode, needles and clip are taken.
     bool ReadJson(const std::string& text);
 
@@ -113,7 +119,6 @@ public:
     static constexpr const auto& firstStatusRow = KnobMap::firstStatusRow;
 
 private:
-    friend void delegatorReceiveAndRead(void*);
     friend void delegatorSend(MorvaneProcessor*, std::string);
     friend void delegatorFindDevice(void*);
 
@@ -123,6 +128,14 @@ private:
     // One tick's stages (ProcMain.cpp, ProcPresets.cpp).
     void connectedStage();
     void unconnectedStage();
+    // The unit's pages on threads of their own, and the search that does not give up
+    // (ProcThreads.cpp).
+    void finishAddressChange();
+    void portStage();
+    void balanceStage();
+    void searchStage();
+    void startSearch();
+    bool alertAwaited() const;
     void presetReadingStage();
     void presetSavingStage();
     // Answers the replace question of a save (ProcPresets.cpp).
@@ -133,9 +146,10 @@ private:
     void takeKnobsFromStatus();
     void takeModeFromStatus();
     void restorePush();
+    void restoreFromInfo(const std::optional<StatusDatagram>& info);
+    void pushSession();
     std::string restoreUrl();
     void startWatch();
-    bool searchAgainDue();
     void takeSnapshot();
     void regularCycle();
     void sendStep();
@@ -158,8 +172,12 @@ private:
     std::string formUrl();
     void appendChange(int knob);
     void startSendThread(const std::string& url);
-    void startReceiveThread();
+    void startRound();
+    bool takeReceivedStatus();
+    void takeStatus(const StatusDatagram& status);
     void joinFinishedSendThreads(bool all);
+    void awaitSendTurn(unsigned long long ticket);
+    void endSendTurn();
     void readBalance(const std::string& reply);
     float cell(int row, int column) const;
     float knobFromDevice(int row) const;
@@ -175,13 +193,13 @@ private:
         empty     // a receive ended without a message; the next one runs
     };
     Round awaitStatus();
-    void joinReceiveThread();
     void testConnection();
     void followDeviceMode(int modeRowValue);
     int rowOfKnob(int knob) const;
 
+    // A status round is under way on the receiver.
     std::atomic<bool> receiveBusy{false};
-    // Raised first thing in the destructor, so that a receive under way ends early.
+    // Raised first thing in the destructor: a status wait ends at once, no search starts.
     std::atomic<bool> closing{false};
     std::string sendUrl;
     std::atomic<bool> restorePending{false};
@@ -218,28 +236,49 @@ private:
     std::atomic<bool> hostResync{false};
     std::atomic<bool> knobsCreated{false};
     std::atomic<bool> statusReceived{false};
-    bool finderStarted = false;
-    // A search that found nothing is started again after these waits (message thread).
-    RetryBackoff searchAgain{2000, 30000};
-    bool searchAgainScheduled = false;
     int changedCount = 0;
     int changeList[tableRows] = {};
     int inputRefreshCounter = 0;
     int lampHold = 0;
     // Knobs and unit brought together since the last change of unit.
     std::atomic<bool> synced{false};
-    // The last status receive took a message; set by the receive thread.
-    std::atomic<bool> roundParsed{false};
     bool roundStarted = false;
     int restoreMisses = 0;
+    double restoreWaitSince = -1.0;
+    // The unit's last status message, parsed on the receiver's thread, for the loop to take.
+    std::mutex receivedLock;
+    std::optional<StatusDatagram> receivedStatus;
+    // The status stream: one socket and one thread for the life of the instance.
+    std::unique_ptr<StatusReceiver> receiver;
 
-    std::thread findThread, receiveThread;
+    // The unit's pages, read on threads of their own: the tick only starts and takes them.
+    struct UnitPages
+    {
+        std::string serial;
+        int port = 0;
+    };
+    LoopJob<UnitPages> addressJob;
+    LoopJob<int> portJob;
+    double portAskedAt = -1.0e9;
+    LoopJob<std::string> balanceJob;
+    LoopJob<std::optional<StatusDatagram>> infoJob;
+
+    std::thread findThread;
+    // Searches that found nothing are tried again, the first within two seconds.
+    RetryBackoff searchRetry{1500, 10000};
+    // Between searches, the address of the last unit is tested every two seconds.
+    LoopJob<bool> storedAddressProbe;
+    double storedAddressProbedAt = 0.0;
     struct SendThread
     {
         std::thread thread;
         std::shared_ptr<std::atomic<bool>> done;
     };
     std::vector<SendThread> sendThreads;
+    std::mutex sendOrderLock;
+    std::condition_variable sendTurn;
+    unsigned long long sendTicketsGiven = 0;
+    unsigned long long sendTicketServed = 0;
 
     // Asynchronous callbacks (alerts) check this before touching the processor.
     std::shared_ptr<std::atomic<bool>> alive = std::make_shared<std::atomic<bool>>(true);
@@ -248,6 +287,5 @@ private:
 };
 
 // Thread entries, each given the processor.
-void delegatorReceiveAndRead(void* processor);
 void delegatorSend(MorvaneProcessor* processor, std::string url);
 void delegatorFindDevice(void* processor);

@@ -19,6 +19,8 @@ namespace
 std::atomic<int> lastMode{0};
 
 constexpr int restoreRounds = 11;
+// The unit's status period: how long a restored session waits for a fresh status.
+constexpr double statusPeriodMs = 40.0;
 constexpr int inputRefreshCycles = 4;
 constexpr int lampHoldCycles = 5;
 
@@ -42,8 +44,14 @@ void MorvaneProcessor::timerCallback()
         resyncHost();
     if (globalData->ipChanged.load())
         takeOverNewAddress();
-    if (globalData->connected.load())
+    if (addressJob.ready())
+        finishAddressChange();
+    portStage();
+    balanceStage();
+    // While the pages of a new address are read, nothing goes to the unit.
+    if (globalData->connected.load() && !addressJob.underWay())
         connectedStage();
+    searchStage();
     if (!statusReceived.load())
         unconnectedStage();
     // The master watches the network from its first tick, connected or not: slaves get their
@@ -54,7 +62,6 @@ void MorvaneProcessor::timerCallback()
 
 void MorvaneProcessor::connectedStage()
 {
-    searchAgain.reset();
     if (restorePending.load())
         restorePush();
     if (synced && statusReceived.load())
@@ -70,53 +77,25 @@ void MorvaneProcessor::connectedStage()
 
 void MorvaneProcessor::unconnectedStage()
 {
-    // The master searches, and so does an instance that no master serves; a search that
-    // found nothing is tried again after a growing wait.
-    if (!globalData->connected.load() && pluginCommunication->searchesItself() &&
-        (!finderStarted || searchAgainDue()))
-    {
-        if (findThread.joinable())
-            findThread.join();
-        finderStarted = true;
-        globalData->deviceFinderRunning = 1;
-        findThread = std::thread([this] { delegatorFindDevice(this); });
-    }
     CreateTheKnobs();
 }
 
-// The last search has ended without a unit and without a question to the user.
-bool MorvaneProcessor::searchAgainDue()
-{
-    const bool endedEmpty =
-        globalData->deviceFinderRunning.load() == 0 && !globalData->deviceFinderBusy.load();
-    const double now = juce::Time::getMillisecondCounterHiRes();
-    if (!endedEmpty)
-    {
-        searchAgainScheduled = false;
-        return false;
-    }
-    if (!searchAgainScheduled)
-    {
-        searchAgain.failedAt(now);
-        searchAgainScheduled = true;
-    }
-    if (!searchAgain.due(now))
-        return false;
-    searchAgainScheduled = false;
-    return true;
-}
-
+// The serial and the port of the new address are read on a thread of their own
+// (finishAddressChange takes them); until they are in, the unit is not talked to.
 void MorvaneProcessor::takeOverNewAddress()
 {
+    if (addressJob.underWay())
+        return; // a change after this one waits for it
     globalData->ipChanged = false;
     tcp->SetIP(globalData->deviceIp.get());
-    globalData->storeSerial(GetSerialFromDevice());
-    globalData->devicePort = GetDevicePort();
-    joinReceiveThread();
-    statusReceived = false;
-    synced = false;
-    roundParsed = false;
-    roundStarted = false;
+    addressJob.start(
+        [this]
+        {
+            UnitPages pages;
+            pages.serial = GetSerialFromDevice();
+            pages.port = GetDevicePort();
+            return pages;
+        });
 }
 
 // ---------------------------------------------------------------- conversions
@@ -200,9 +179,6 @@ bool MorvaneProcessor::sameOnTheWire(int knob, float a, float b) const
 
 void MorvaneProcessor::firstStatus()
 {
-    if (globalData->devicePort.load() == 0)
-        globalData->devicePort = GetDevicePort();
-
     CreateTheKnobs();
     if (awaitStatus() != Round::parsed)
         return; // nothing to take over yet; the receive's time-out paces the retries
@@ -212,9 +188,12 @@ void MorvaneProcessor::firstStatus()
     takeKnobsFromStatus();
     takeModeFromStatus();
 
-    const auto balanceReply = tcp->Fetch("/balance", true);
-    if (balanceReply.code == 1)
-        readBalance(balanceReply.text);
+    balanceJob.start(
+        [this]
+        {
+            const auto reply = tcp->Fetch("/balance", true);
+            return reply.code == 1 ? reply.text : std::string();
+        });
 
     globalData->autoGainValue = cell(autoGainRow, valueColumn) == autoGainOn;
     globalData->autoGainRequest = true;
@@ -256,20 +235,61 @@ void MorvaneProcessor::takeModeFromStatus()
     followChannelMode();
 }
 
+// With a whole table the session goes out after one fresh status, or one status period at
+// most; without one it waits for a status, and after eleven empty rounds "/info" is read and
+// parsed on a thread of its own.
 void MorvaneProcessor::restorePush()
 {
+    if (infoJob.underWay())
+    {
+        if (infoJob.ready())
+            restoreFromInfo(infoJob.take());
+        return;
+    }
+    if (statusReceived.load())
+    {
+        const double now = juce::Time::getMillisecondCounterHiRes();
+        if (restoreWaitSince < 0.0)
+            restoreWaitSince = now;
+        if (receiveBusy.load() && now - restoreWaitSince < statusPeriodMs)
+            return;
+        if (!receiveBusy.load())
+            takeReceivedStatus();
+        pushSession();
+        return;
+    }
     const Round round = awaitStatus();
     if (round == Round::underWay || (round == Round::empty && ++restoreMisses <= restoreRounds))
         return;
     restoreMisses = 0;
-    takeSnapshot();
-    if (round != Round::parsed)
+    if (round == Round::parsed)
     {
-        const auto info = tcp->Fetch("/info", true);
-        if (info.code != 1 || info.text.empty() || !ReadJson(info.text))
-            return; // restorePending stays: the push waits for the unit to report
+        pushSession();
+        return;
     }
+    infoJob.start(
+        [this]() -> std::optional<StatusDatagram>
+        {
+            const auto info = tcp->Fetch("/info", true);
+            if (info.code != 1 || info.text.empty())
+                return std::nullopt;
+            return parseStatusDatagram(info.text);
+        });
+}
 
+void MorvaneProcessor::restoreFromInfo(const std::optional<StatusDatagram>& info)
+{
+    if (!info)
+        return; // restorePending stays: the push waits for the unit to report
+    takeStatus(*info);
+    pushSession();
+}
+
+// All compared knobs in one request, on a send thread.
+void MorvaneProcessor::pushSession()
+{
+    restoreWaitSince = -1.0;
+    takeSnapshot();
     computeSlopes();
     slope[autoGainRow] = 1.0f;
 
@@ -278,7 +298,7 @@ void MorvaneProcessor::restorePush()
     globalData->meterMode = (int)cell(meterModeRow, valueColumn);
     globalData->meterModeChanged = true;
     restorePending = false;
-    tcp->GetSite(sendUrl, true);
+    startSendThread(sendUrl);
     globalData->sending = false;
     synced = true;
 }
@@ -317,9 +337,7 @@ void MorvaneProcessor::appendChange(int knob)
 
 void MorvaneProcessor::regularCycle()
 {
-    if (globalData->devicePort.load() == 0)
-        globalData->devicePort = GetDevicePort();
-
+    takeReceivedStatus();
     receiveBusy = true;
     takeSnapshot();
     changedCount = 0;
@@ -335,7 +353,7 @@ void MorvaneProcessor::regularCycle()
     sendStep();
     brightnessAndBalanceStep();
 
-    startReceiveThread();
+    startRound();
 }
 
 void MorvaneProcessor::sendStep()
@@ -351,14 +369,14 @@ void MorvaneProcessor::sendStep()
 
 void MorvaneProcessor::brightnessAndBalanceStep()
 {
+    // Write-only requests: they go on send threads, as the knobs' URL does.
     if (globalData->brightnessRequest.exchange(false))
-        tcp->GetSite("/knob?" + IntInString(brightnessRow) + "/" +
-                         IntInString((int)globalData->brightness.load()),
-                     true);
+        startSendThread("/knob?" + IntInString(brightnessRow) + "/" +
+                        IntInString((int)globalData->brightness.load()));
 
     if (globalData->balanceRequest.exchange(false))
     {
-        tcp->GetSite("/balance?" + FloatInString(globalData->balance.load()), true);
+        startSendThread("/balance?" + FloatInString(globalData->balance.load()));
     }
     else
     {

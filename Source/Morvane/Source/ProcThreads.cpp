@@ -6,6 +6,7 @@
 #include "DeviceFinder/DeviceFinder.h"
 #include "GlobalData/GlobalData.h"
 #include "MasterDeviceChecker/MasterDeviceChecker.h"
+#include "PluginCommunication/PluginCommunication.h"
 #include "TCPIP/DeviceQueries.h"
 #include "TCPIP/TCPIP.h"
 
@@ -15,13 +16,34 @@ void MorvaneProcessor::startSendThread(const std::string& url)
     SendThread entry;
     entry.done = std::make_shared<std::atomic<bool>>(false);
     auto done = entry.done;
+    const auto ticket = sendTicketsGiven++;
     entry.thread = std::thread(
-        [this, url, done]
+        [this, url, done, ticket]
         {
+            awaitSendTurn(ticket);
             delegatorSend(this, url);
+            endSendTurn();
             done->store(true);
         });
     sendThreads.push_back(std::move(entry));
+}
+
+// Requests reach the unit in the order the loop made them: a restored session before the
+// changes of the cycles after it, an earlier value of a knob before a later one.
+void MorvaneProcessor::awaitSendTurn(unsigned long long ticket)
+{
+    std::unique_lock<std::mutex> guard(sendOrderLock);
+    while (sendTicketServed != ticket && !globalData->quitRequested.load())
+        sendTurn.wait_for(guard, std::chrono::milliseconds(20));
+}
+
+void MorvaneProcessor::endSendTurn()
+{
+    {
+        std::lock_guard<std::mutex> guard(sendOrderLock);
+        ++sendTicketServed;
+    }
+    sendTurn.notify_all();
 }
 
 void MorvaneProcessor::joinFinishedSendThreads(bool all)
@@ -85,4 +107,98 @@ int MorvaneProcessor::GetDevicePort()
 std::string MorvaneProcessor::GetSerialFromDevice()
 {
     return DeviceQueries::GetSerialFromDevice(*tcp, settings->productFolder);
+}
+
+// ---------------------------------------------------------------- the unit's pages
+
+void MorvaneProcessor::finishAddressChange()
+{
+    // A round against the old unit may still hand over its message: its end is awaited,
+    // never joined, and what it brought is dropped.
+    if (receiveBusy.load())
+        return;
+    const auto pages = addressJob.take();
+    globalData->storeSerial(pages.serial);
+    globalData->devicePort = pages.port;
+    portAskedAt = juce::Time::getMillisecondCounterHiRes();
+    statusReceived = false;
+    synced = false;
+    roundStarted = false;
+    std::lock_guard<std::mutex> guard(receivedLock);
+    receivedStatus.reset();
+}
+
+// While "/info" names no port, it is asked again once a second, never by the tick itself.
+void MorvaneProcessor::portStage()
+{
+    const double now = juce::Time::getMillisecondCounterHiRes();
+    if (portJob.ready())
+    {
+        const int port = portJob.take();
+        if (port != 0 && globalData->devicePort.load() == 0 && !addressJob.underWay())
+            globalData->devicePort = port;
+        portAskedAt = now;
+    }
+    if (!globalData->connected.load() || globalData->devicePort.load() != 0 || portJob.underWay() ||
+        addressJob.underWay() || now - portAskedAt < 1000.0)
+        return;
+    portJob.start([this] { return GetDevicePort(); });
+}
+
+void MorvaneProcessor::balanceStage()
+{
+    if (balanceJob.ready())
+        readBalance(balanceJob.take());
+}
+
+// ---------------------------------------------------------------- the search
+
+// An instance that searches for itself keeps searching while it has no unit: after a search
+// that found nothing, and after its unit was lost. Between searches the address of its last
+// unit is tested every two seconds, so a unit that comes back is found at once; the
+// broadcast follows the back-off.
+void MorvaneProcessor::searchStage()
+{
+    if (globalData->connected.load() || !pluginCommunication->searchesItself())
+    {
+        searchRetry.reset();
+        return;
+    }
+    if (globalData->deviceFinderRunning.load() != 0 || alertAwaited() || closing.load())
+        return;
+    const double now = juce::Time::getMillisecondCounterHiRes();
+    if (findThread.joinable())
+    {
+        findThread.join(); // it has ended: deviceFinderRunning is down
+        searchRetry.failedAt(now);
+        storedAddressProbedAt = now;
+        return;
+    }
+    if (storedAddressProbe.ready() && storedAddressProbe.take())
+        searchRetry.reset();
+    if (searchRetry.due(now))
+    {
+        if (!storedAddressProbe.underWay())
+            startSearch();
+        return;
+    }
+    if (!storedAddressProbe.underWay() && now - storedAddressProbedAt >= 2000.0 && !tcp->getIp().empty())
+    {
+        storedAddressProbedAt = now;
+        storedAddressProbe.start([this] { return tcp->CheckSocketConnection() >= 1; });
+    }
+}
+
+void MorvaneProcessor::startSearch()
+{
+    globalData->deviceFinderRunning = 1;
+    findThread = std::thread([this] { delegatorFindDevice(this); });
+}
+
+// A search that ended with a question to the user waits for the answer, not for the clock.
+bool MorvaneProcessor::alertAwaited() const
+{
+    return globalData->alertOneOther.load() || globalData->alertMoreThenOne.load() ||
+           globalData->alertManyOthers.load() || globalData->alertAllOccupied.load() ||
+           globalData->alertOpen.load();
 }

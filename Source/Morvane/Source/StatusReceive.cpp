@@ -1,54 +1,31 @@
-// The receive side of the status stream: one datagram per round on a thread of its own,
-// taken into the status table and the meters.
+// The receive side of the status stream: the rounds of the instance's receiver, what each
+// one brings, and how the loop takes it into the status table and the meters.
 #include "PluginProcessor.h"
 
+#include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
+#include "GlobalData/Settings.h"
 #include "StatusDatagram.h"
 #include "TCPIP/TCPIP.h"
-#include "TCPIP/TCPandIP/SocketIO.h"
-
-#include <arpa/inet.h>
-#include <cstring>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 namespace
 {
-constexpr int receiveTimeoutMs = 2000;
 constexpr int missesBeforeTest = 11;
-constexpr int largestDatagram = 2047;
-
-// One datagram from the unit at address on port, within the time-out; empty when none came
-// (or one came from elsewhere). The text ends at its first zero byte.
-std::string receiveDatagram(int port, const std::string& address, const std::atomic<bool>* stop)
-{
-    SocketIO::Socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(INADDR_ANY);
-    local.sin_port = htons((uint16_t)port);
-    const int one = 1;
-    if (!socket.valid() || ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof(one)) != 0 ||
-        ::bind(socket.get(), reinterpret_cast<sockaddr*>(&local), sizeof(local)) != 0 ||
-        SocketIO::waitFor(socket.get(), false, receiveTimeoutMs, stop) != SocketIO::Wait::ready)
-        return {};
-    char buffer[largestDatagram + 1] = {};
-    sockaddr_in sender{};
-    socklen_t senderLength = sizeof(sender);
-    const ssize_t n = ::recvfrom(socket.get(), buffer, largestDatagram, MSG_DONTWAIT,
-                                 reinterpret_cast<sockaddr*>(&sender), &senderLength);
-    if (n <= 0 || SocketIO::dotted(sender.sin_addr.s_addr) != address)
-        return {};
-    return std::string(buffer, strnlen(buffer, (size_t)n));
-}
 } // namespace
 
-bool MorvaneProcessor::PotiRound()
+// On the receiver's thread, once per round: a status message of the unit is parsed here and
+// waits for the loop; an empty round is a miss, and the eleventh miss tests the connection.
+bool MorvaneProcessor::PotiRound(const std::string& received)
 {
-    const auto received =
-        receiveDatagram(globalData->devicePort.load(), globalData->deviceIp.get(), &closing);
     if (!received.empty())
-        return ReadJson(received);
+    {
+        auto status = parseStatusDatagram(received);
+        if (!status)
+            return false;
+        std::lock_guard<std::mutex> guard(receivedLock);
+        receivedStatus = std::move(status);
+        return true;
+    }
     if (++missedStatus >= missesBeforeTest)
     {
         testConnection();
@@ -57,18 +34,30 @@ bool MorvaneProcessor::PotiRound()
     return false;
 }
 
-// Eleven silent rounds: a unit that no longer answers is taken as gone.
+// Eleven silent rounds. A unit whose web server no longer answers is taken as gone; one that
+// answers is only silent: it is asked a page, as at the first status, which is how a unit
+// learns that someone listens.
 void MorvaneProcessor::testConnection()
 {
-    if (tcp->CheckSocketConnection() >= 1)
-        return;
-    if (editorOpen.load() && globalData->viewState.load() == 4)
+    if (tcp->CheckSocketConnection() < 1)
     {
-        globalData->viewState = 5;
-        globalData->viewDirty = true;
+        if (editorOpen.load() && globalData->viewState.load() == 4)
+        {
+            globalData->viewState = 5;
+            globalData->viewDirty = true;
+        }
+        globalData->unitSilent = false;
+        globalData->repaintRequest = true;
+        globalData->connected = false;
+        return;
     }
+    globalData->unitSilent = true;
     globalData->repaintRequest = true;
-    globalData->connected = false;
+    Debug::DebugLog(101, "Status stream silent, the unit answers: asking /info", __FILE__, __LINE__,
+                    settings->productFolder);
+    const int port = GetDevicePort();
+    if (port != 0 && !closing.load())
+        globalData->devicePort = port;
 }
 
 bool MorvaneProcessor::ReadJson(const std::string& received)
@@ -76,13 +65,21 @@ bool MorvaneProcessor::ReadJson(const std::string& received)
     const auto status = parseStatusDatagram(received);
     if (!status)
         return false;
-    deviceTable = status->table;
-    followDeviceMode((int)deviceTable[KnobMap::modeRow][KnobMap::valueColumn]);
-    meterLeft = status->needleLeft;
-    meterRight = status->needleRight;
-    clipState = status->clip;
-    statusReceived = true;
+    takeStatus(*status);
     return true;
+}
+
+// Only the message thread writes the table: the receiver and the "/info" fallback hand over
+// what they parsed.
+void MorvaneProcessor::takeStatus(const StatusDatagram& status)
+{
+    deviceTable = status.table;
+    followDeviceMode((int)deviceTable[KnobMap::modeRow][KnobMap::valueColumn]);
+    meterLeft = status.needleLeft;
+    meterRight = status.needleRight;
+    clipState = status.clip;
+    statusReceived = true;
+    globalData->unitSilent = false;
 }
 
 void MorvaneProcessor::followDeviceMode(int raw)
@@ -95,39 +92,36 @@ void MorvaneProcessor::followDeviceMode(int raw)
     lastDeviceMode = m;
 }
 
-// The waits for a status message of First status and the Restore push run on the receive
+// The waits for a status message of First status and the Restore push run on the receiver's
 // thread, as the regular cycle's do: the message thread (the host's) is never held by them.
 MorvaneProcessor::Round MorvaneProcessor::awaitStatus()
 {
     if (receiveBusy.load())
         return Round::underWay;
-    joinReceiveThread();
-    if (roundParsed.exchange(false))
+    if (takeReceivedStatus())
         return Round::parsed;
     const bool first = !roundStarted;
     roundStarted = true;
-    startReceiveThread();
+    startRound();
     return first ? Round::underWay : Round::empty;
 }
 
-void MorvaneProcessor::startReceiveThread()
+void MorvaneProcessor::startRound()
 {
-    if (receiveThread.joinable())
-        receiveThread.join();
     receiveBusy = true;
-    receiveThread = std::thread([this] { delegatorReceiveAndRead(this); });
+    receiver->startRound(globalData->devicePort.load(), globalData->deviceIp.get());
 }
 
-void MorvaneProcessor::joinReceiveThread()
+// What the last round brought, taken into the table. False when it brought nothing.
+bool MorvaneProcessor::takeReceivedStatus()
 {
-    if (receiveThread.joinable())
-        receiveThread.join();
-    receiveBusy = false;
-}
-
-void delegatorReceiveAndRead(void* owner)
-{
-    auto* processor = static_cast<MorvaneProcessor*>(owner);
-    processor->roundParsed = processor->PotiRound();
-    processor->receiveBusy = false;
+    std::optional<StatusDatagram> status;
+    {
+        std::lock_guard<std::mutex> guard(receivedLock);
+        status.swap(receivedStatus);
+    }
+    if (!status)
+        return false;
+    takeStatus(*status);
+    return true;
 }

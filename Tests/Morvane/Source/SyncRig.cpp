@@ -1,6 +1,7 @@
 #include "SyncRig.h"
 
-SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& serial, bool findable)
+SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& serial, bool findable,
+                 int clientMemoryMs)
 {
     TestEnvironment::newHome();
     morvane::sim::UnitConfig config;
@@ -8,6 +9,7 @@ SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& 
     config.statusPort = (uint16_t)statusPort;
     config.serial = serial;
     config.periodMs = 40;
+    config.clientMemoryMs = clientMemoryMs;
     if (!findable)
         config.discoveryPort = 14029;
     unit = std::make_unique<morvane::sim::Unit>(config);
@@ -39,6 +41,13 @@ bool SyncRig::connect(int timeoutMs)
         global->connected = true;
     }
     return TestEnvironment::pumpUntil([this] { return processor->isRunning(); }, timeoutMs);
+}
+
+void SyncRig::pointAtUnit()
+{
+    global->SetIp(unit->config().address);
+    global->ipChanged = true;
+    global->connected = true;
 }
 
 std::vector<std::string> SyncRig::knobRequests() const

@@ -19,12 +19,16 @@ class SyncRig : private juce::AudioProcessorListener
 public:
     // A unit that is not findable stays out of the processor's own search: the test decides
     // when connect() points the processor at it.
+    // clientMemoryMs: how long the unit keeps streaming to a plug-in that does not connect.
     explicit SyncRig(const std::string& address = "127.0.0.2", int statusPort = 7101,
-                     const std::string& serial = "MORVAN0001", bool findable = true);
+                     const std::string& serial = "MORVAN0001", bool findable = true,
+                     int clientMemoryMs = 300000);
     ~SyncRig() override;
 
     // Waits for Running: connected and a status message taken over.
     bool connect(int timeoutMs = 15000);
+    // Points the processor at the unit as the address page does, and returns at once.
+    void pointAtUnit();
     // The knob requests the unit received since the last clearRequests().
     std::vector<std::string> knobRequests() const;
     void clearRequests() { unit->clearRecords(); }

@@ -52,7 +52,7 @@ Wait waitFor(int fd, bool forWrite, int timeoutMs, const std::atomic<bool>* quit
         if (left <= 0)
             return Wait::timedOut;
         pollfd entry{fd, (short)(forWrite ? POLLOUT : POLLIN), 0};
-        const int slice = left < 100 ? (int)left : 100;
+        const int slice = left < 20 ? (int)left : 20;
         const int result = ::poll(&entry, 1, slice);
         if (result > 0)
             return Wait::ready;

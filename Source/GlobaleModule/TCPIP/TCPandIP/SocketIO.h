@@ -38,7 +38,7 @@ enum class Wait
 };
 
 // Waits until fd is readable (or writable), for at most timeoutMs, looking at quit (may be
-// null) every 100 ms so that a closing instance is never held.
+// null) every 20 ms so that a closing instance is never held.
 Wait waitFor(int fd, bool forWrite, int timeoutMs, const std::atomic<bool>* quit);
 
 bool setBlocking(int fd, bool blocking);
