@@ -116,12 +116,15 @@ void Debug::DebugLog(int level, const juce::String& message, const char* file, i
     const auto path = folderPath + "/Log.txt";
     auto& last = repeatsOfFiles()[path];
     const double now = nowMs();
-    if (text == last.text)
+    if (text == last.text && now - last.writtenAt < repeatWindowMs)
     {
         ++last.count;
-        if (now - last.writtenAt < repeatWindowMs)
-            return;
-        // A second is over: the repeats of it go out as one line, and a new second begins.
+        return;
+    }
+    if (text == last.text && last.count > 0)
+    {
+        // A second is over: its repeats and this one go out as one line, and a new one begins.
+        ++last.count;
         writeRepeats(path, last);
         last.writtenAt = now;
         return;
