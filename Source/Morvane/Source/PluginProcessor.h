@@ -254,7 +254,6 @@ private:
     // The unit's pages, read on threads of their own: the tick only starts and takes them.
     struct UnitPages
     {
-        std::string serial;
         int port = 0;
     };
     LoopJob<UnitPages> addressJob;

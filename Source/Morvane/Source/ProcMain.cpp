@@ -80,19 +80,20 @@ void MorvaneProcessor::unconnectedStage()
     CreateTheKnobs();
 }
 
-// The serial and the port of the new address are read on a thread of their own
+// The new address is stored and its serial and port read on a thread of their own
 // (finishAddressChange takes them); until they are in, the unit is not talked to.
 void MorvaneProcessor::takeOverNewAddress()
 {
     if (addressJob.underWay())
         return; // a change after this one waits for it
     globalData->ipChanged = false;
-    tcp->SetIP(globalData->deviceIp.get());
+    // The files are written there too: a whole-file write waits for the disk.
     addressJob.start(
-        [this]
+        [this, address = globalData->deviceIp.get()]
         {
+            tcp->SetIP(address);
+            globalData->storeSerial(GetSerialFromDevice());
             UnitPages pages;
-            pages.serial = GetSerialFromDevice();
             pages.port = GetDevicePort();
             return pages;
         });

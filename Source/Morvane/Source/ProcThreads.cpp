@@ -117,9 +117,7 @@ void MorvaneProcessor::finishAddressChange()
     // never joined, and what it brought is dropped.
     if (receiveBusy.load())
         return;
-    const auto pages = addressJob.take();
-    globalData->storeSerial(pages.serial);
-    globalData->devicePort = pages.port;
+    globalData->devicePort = addressJob.take().port;
     portAskedAt = juce::Time::getMillisecondCounterHiRes();
     statusReceived = false;
     synced = false;

@@ -51,7 +51,7 @@ inline std::string defaultGuiSettings(const std::string& serial)
            ";\nFPS = 30;\nZeroPreset = 1;\nMonoMode = 0;\n";
 }
 
-// Lines of a log that carry this message, whole.
+// Lines of a log that carry this message, whole, with the repeats the log counted.
 int countLines(const std::string& log, const std::string& line);
 
 // A home of its own for a case, made before every object that reads it.

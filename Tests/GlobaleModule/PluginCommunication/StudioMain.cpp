@@ -3,6 +3,7 @@
 #include "Studio.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 
 namespace
@@ -23,6 +24,14 @@ int countLines(const std::string& log, const std::string& line)
     int found = 0;
     for (auto at = log.find(line); at != std::string::npos; at = log.find(line, at + 1))
         found += at == 0 || log[at - 1] == '\n';
+    // The log writes a line repeated within a second once, then "<message> (N times more)".
+    const std::string fields = ":::";
+    if (line.size() <= fields.size() || line.compare(line.size() - fields.size(), fields.size(), fields) != 0)
+        return found;
+    const std::string repeats = line.substr(0, line.size() - fields.size()) + " (";
+    for (auto at = log.find(repeats); at != std::string::npos; at = log.find(repeats, at + 1))
+        if (at == 0 || log[at - 1] == '\n')
+            found += std::atoi(log.c_str() + at + repeats.size());
     return found;
 }
 
