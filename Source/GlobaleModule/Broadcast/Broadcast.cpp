@@ -55,9 +55,11 @@ constexpr long long turnLimitMs = 30000;
 constexpr int lookMs = 20;
 
 // Port 4028 is one per computer: the searches of all instances of this process take turns.
-std::timed_mutex& requestPortLock()
+// A plain mutex polled with try_lock: timed waits on a mutex go through a call the thread
+// checker cannot follow, and the turn is looked at every lookMs anyway to see quit.
+std::mutex& requestPortLock()
 {
-    static std::timed_mutex lock;
+    static std::mutex lock;
     return lock;
 }
 
@@ -154,11 +156,11 @@ void Broadcast::BroadcastToAllInterfaces()
     leaveRun();
 }
 
-bool Broadcast::waitForTurn(std::unique_lock<std::timed_mutex>& turn) const
+bool Broadcast::waitForTurn(std::unique_lock<std::mutex>& turn) const
 {
     const long long deadline = SocketIO::nowMs() + turnLimitMs;
-    while (!turn.try_lock_for(std::chrono::milliseconds(lookMs)))
-        if (quitting() || SocketIO::nowMs() > deadline)
+    while (!turn.try_lock())
+        if (SocketIO::nowMs() > deadline || !pause(lookMs, global->quitRequested))
             return false;
     return true;
 }
@@ -181,7 +183,7 @@ SocketIO::Socket Broadcast::bindRequestPort() const
 
 void Broadcast::searchInterface(unsigned int broadcastAddress)
 {
-    std::unique_lock<std::timed_mutex> turn(requestPortLock(), std::defer_lock);
+    std::unique_lock<std::mutex> turn(requestPortLock(), std::defer_lock);
     if (!waitForTurn(turn))
         return;
     const auto socket = bindRequestPort();

@@ -56,7 +56,7 @@ public:
 private:
     void searchInterface(unsigned int broadcastAddress);
     // This process's turn at port 4028; false when the instance closes or the wait is too long.
-    bool waitForTurn(std::unique_lock<std::timed_mutex>& turn) const;
+    bool waitForTurn(std::unique_lock<std::mutex>& turn) const;
     // Port 4028 bound, retried while another program holds it; invalid when it stays taken.
     SocketIO::Socket bindRequestPort() const;
     bool quitting() const;
