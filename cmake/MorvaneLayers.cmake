@@ -2,12 +2,18 @@
 # and by the test core.Layers (cmake -DMORVANE_LAYERS_ROOT=<folder> -P MorvaneLayers.cmake):
 # - every quoted include names a shared unit by its folder ("TCPIP/TCPIP.h"); a product
 #   header is not a shared unit, so including one fails here before the compiler says so;
-# - Ground includes only Ground, Debug only Ground and Debug;
+# - Ground includes only Ground, Debug only Ground and Debug, MouseMenue (the panel's menus
+#   and windows) only GlobalData, LookAndFeel, Components, CallHome, Debug and Ground;
 # - the folders include each other without a circle.
 # Source/README.md draws the layers.
 if(CMAKE_SCRIPT_MODE_FILE)
     cmake_policy(VERSION 3.22)
 endif()
+
+# Folders held to a list of the folders they may include (besides their own).
+set(MORVANE_LAYER_ONLY_Ground "")
+set(MORVANE_LAYER_ONLY_Debug Ground)
+set(MORVANE_LAYER_ONLY_MouseMenue GlobalData LookAndFeel Components CallHome Debug Ground)
 
 function(morvane_layer_folder root file out)
     file(RELATIVE_PATH rel ${root} ${file})
@@ -52,10 +58,14 @@ function(morvane_check_layers root)
                 continue()
             endif()
             string(REGEX REPLACE "/.*" "" to "${included}")
-            if(from STREQUAL "Ground" AND NOT to STREQUAL "Ground")
-                string(APPEND errors "\n  ${rel} includes \"${included}\": Ground includes only Ground")
-            elseif(from STREQUAL "Debug" AND NOT to MATCHES "^(Ground|Debug)$")
-                string(APPEND errors "\n  ${rel} includes \"${included}\": Debug includes only Ground")
+            if(DEFINED MORVANE_LAYER_ONLY_${from} AND NOT to STREQUAL from
+               AND NOT to IN_LIST MORVANE_LAYER_ONLY_${from})
+                set(allowed "${MORVANE_LAYER_ONLY_${from}}")
+                if(NOT allowed)
+                    set(allowed ${from})
+                endif()
+                string(REPLACE ";" ", " allowed "${allowed}")
+                string(APPEND errors "\n  ${rel} includes \"${included}\": ${from} includes only ${allowed}")
             endif()
             if(NOT from STREQUAL to)
                 list(APPEND edges_${from} ${to})

@@ -8,6 +8,7 @@
 #include "Debug/Debug.h"
 #include "EditorSearch.h"
 #include "GlobalData/GlobalData.h"
+#include "MouseMenue/MeterMenu.h"
 #include "Presets/PresetPictures.h"
 #include "SafeAndLoad/SafeAndLoad.h"
 
@@ -22,6 +23,7 @@ MorvaneEditor::MorvaneEditor(MorvaneProcessor& p, GlobalData* g, GlobalSettings*
     createSplash();
     alertLook = std::make_unique<juce::LookAndFeel_V3>();
     PresetPictures::setDecoder(Picture::decode);
+    MeterMenu::setPictures([](int meter) { return Picture::decode(Picture::firstSmallFace + meter - 1); });
     presetMain = std::make_unique<PresetMain>(settings, global);
     addChildComponent(*presetMain);
     createPictureHolders();
