@@ -52,7 +52,15 @@ void MorvaneEditor::serveSettingsFlags()
         startTimer(juce::jmax(1, global->frameInterval.load()));
     }
     if (global->resizeRequest.exchange(false))
-        resized();
+        applySizeFactor();
+}
+
+// The preferences changed the size factor: the window takes the factor's size, rather than
+// the factor the window's old width (as after a host's resize).
+void MorvaneEditor::applySizeFactor()
+{
+    const juce::ScopedValueSetter<bool> own(sizing, true);
+    resized();
 }
 
 // A new mode shows at once, without waiting for a change of view.

@@ -137,6 +137,7 @@ private:
     // Layout.
     int k(int length) const;
     void takeHostWidth();
+    void applySizeFactor();
     void layoutKnobs();
     void layoutDisplays();
     void layoutButtons();
