@@ -55,8 +55,10 @@ void paintPage(juce::Component& page, juce::Graphics& g)
 // The page may be gone when the menu answers: then the answer is dropped.
 void meterMenuAnswered(int result, Settings_Device* page)
 {
-    if (page != nullptr)
-        page->PopUpMeterResult(result);
+    if (page == nullptr)
+        return;
+    page->meterMenuOpen = false;
+    page->PopUpMeterResult(result);
 }
 } // namespace
 
@@ -82,6 +84,10 @@ Settings_Device::Settings_Device(GlobalData* g) : global(g)
 
 Settings_Device::~Settings_Device()
 {
+    // A menu left open would outlive the window it belongs to. While one of ours is open it
+    // is the only menu of the process: the next click anywhere closes a popup menu.
+    if (meterMenuOpen)
+        juce::PopupMenu::dismissAllActiveMenus();
     setLookAndFeel(nullptr);
 }
 
@@ -123,6 +129,7 @@ void Settings_Device::buttonClicked(juce::Button* button)
     }
     else if (button == changeMeterButton.get())
     {
+        meterMenuOpen = true;
         MeterMenu::build().showMenuAsync(juce::PopupMenu::Options(),
                                          juce::ModalCallbackFunction::forComponent(meterMenuAnswered, this));
     }

@@ -33,6 +33,7 @@ public:
     std::unique_ptr<juce::ToggleButton> autoGainButton, highGainButton;
     std::unique_ptr<juce::Slider> brightnessSlider;
     std::unique_ptr<juce::Label> brightLabel, darkLabel;
+    bool meterMenuOpen = false;
 };
 
 // "Plugin": the window's size, the knobs' steps, and whether all-zero presets are skipped.
