@@ -63,12 +63,7 @@ MorvaneProcessor::MorvaneProcessor()
 
     lampTop = new MyImageButton(dark, lit, globalData, 1);
     lampBottom = new MyImageButton(dark, lit, globalData, 1);
-    receiver = std::make_unique<StatusReceiver>(
-        [this](const std::string& received)
-        {
-            PotiRound(received);
-            receiveBusy = false;
-        });
+    receiver = std::make_unique<StatusReceiver>([this](const std::string& received) { PotiRound(received); });
 
     // The first tick makes the knobs, which are components. Some formats give the framework a
     // message thread of its own and construct the processor on the host's thread: the tick
@@ -128,6 +123,7 @@ void MorvaneProcessor::endHelpers()
     balanceJob.join();
     infoJob.join();
     storedAddressProbe.join();
+    connectionTest.join();
     joinFinishedSendThreads(true);
 }
 

@@ -76,9 +76,9 @@ public:
     // Device protocol.
     int GetDevicePort();
     std::string GetSerialFromDevice();
-    // Status stream (StatusReceive.cpp): what one receive brings, on the receiver's thread
-    // (the datagram's text, empty when none came); true when it was a status message, which
-    // then waits for the loop.
+    // Status stream (StatusReceive.cpp): a datagram of the unit, on the port's thread (empty:
+    // a round ended without one, on the message thread); true when it was a status message,
+    // which then waits for the loop.
     bool PotiRound(const std::string& received);
     // True when the text was a status message: table, mode, needles and clip are taken.
     bool ReadJson(const std::string& text);
@@ -194,6 +194,8 @@ private:
     };
     Round awaitStatus();
     void testConnection();
+    void countMiss();
+    void statusClockStage();
     void followDeviceMode(int modeRowValue);
     int rowOfKnob(int knob) const;
 
@@ -243,12 +245,16 @@ private:
     // Knobs and unit brought together since the last change of unit.
     std::atomic<bool> synced{false};
     bool roundStarted = false;
+    double roundStartedAt = 0.0;
+    // The eleventh miss: the connection is tested on a thread of its own.
+    std::atomic<bool> connectionTestDue{false};
+    LoopJob<bool> connectionTest;
     int restoreMisses = 0;
     double restoreWaitSince = -1.0;
     // The unit's last status message, parsed on the receiver's thread, for the loop to take.
     std::mutex receivedLock;
     std::optional<StatusDatagram> receivedStatus;
-    // The status stream: one socket and one thread for the life of the instance.
+    // The status stream: the unit's datagrams, from the port shared by the process.
     std::unique_ptr<StatusReceiver> receiver;
 
     // The unit's pages, read on threads of their own: the tick only starts and takes them.

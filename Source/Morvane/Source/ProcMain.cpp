@@ -48,6 +48,7 @@ void MorvaneProcessor::timerCallback()
         finishAddressChange();
     portStage();
     balanceStage();
+    statusClockStage();
     // While the pages of a new address are read, nothing goes to the unit.
     if (globalData->connected.load() && !addressJob.underWay())
         connectedStage();
@@ -338,8 +339,8 @@ void MorvaneProcessor::appendChange(int knob)
 
 void MorvaneProcessor::regularCycle()
 {
+    startRound();
     takeReceivedStatus();
-    receiveBusy = true;
     takeSnapshot();
     changedCount = 0;
 
@@ -353,8 +354,6 @@ void MorvaneProcessor::regularCycle()
     channelModeStep();
     sendStep();
     brightnessAndBalanceStep();
-
-    startRound();
 }
 
 void MorvaneProcessor::sendStep()

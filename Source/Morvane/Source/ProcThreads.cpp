@@ -113,11 +113,10 @@ std::string MorvaneProcessor::GetSerialFromDevice()
 
 void MorvaneProcessor::finishAddressChange()
 {
-    // A round against the old unit may still hand over its message: its end is awaited,
-    // never joined, and what it brought is dropped.
-    if (receiveBusy.load())
-        return;
     globalData->devicePort = addressJob.take().port;
+    // From here on only the new unit is heard; what the old one brought is dropped.
+    receiver->follow(globalData->devicePort.load(), globalData->deviceIp.get());
+    receiveBusy = false;
     portAskedAt = juce::Time::getMillisecondCounterHiRes();
     statusReceived = false;
     synced = false;

@@ -13,25 +13,55 @@ namespace
 constexpr int missesBeforeTest = 11;
 } // namespace
 
-// On the receiver's thread, once per round: a status message of the unit is parsed here and
-// waits for the loop; an empty round is a miss, and the eleventh miss tests the connection.
+// On the port's thread, for each datagram of the unit (the newest message waits for the
+// loop), and on the message thread with an empty text for a round that ended without one.
 bool MorvaneProcessor::PotiRound(const std::string& received)
 {
-    if (!received.empty())
+    if (received.empty())
     {
-        auto status = parseStatusDatagram(received);
-        if (!status)
-            return false;
+        countMiss();
+        return false;
+    }
+    auto status = parseStatusDatagram(received);
+    if (status)
+    {
         std::lock_guard<std::mutex> guard(receivedLock);
         receivedStatus = std::move(status);
-        return true;
     }
-    if (++missedStatus >= missesBeforeTest)
+    receiveBusy = false;
+    return status.has_value();
+}
+
+// The eleventh miss in a row tests the connection, on a thread of its own (statusClockStage).
+void MorvaneProcessor::countMiss()
+{
+    if (++missedStatus < missesBeforeTest)
+        return;
+    missedStatus = 0;
+    connectionTestDue = true;
+}
+
+// A round that brought nothing within its two seconds is a miss (counted while connected).
+void MorvaneProcessor::statusClockStage()
+{
+    if (connectionTest.ready())
+        connectionTest.take();
+    if (connectionTestDue.load() && !connectionTest.underWay() && !closing.load())
     {
-        testConnection();
-        missedStatus = 0;
+        connectionTestDue = false;
+        connectionTest.start(
+            [this]
+            {
+                testConnection();
+                return true;
+            });
     }
-    return false;
+    if (!globalData->connected.load() || !receiveBusy.load() ||
+        juce::Time::getMillisecondCounterHiRes() - roundStartedAt < StatusReceiver::roundTimeoutMs)
+        return;
+    // A message that lands in this moment ends the round too; it is taken all the same.
+    if (receiveBusy.exchange(false))
+        PotiRound({});
 }
 
 // Eleven silent rounds. A unit whose web server no longer answers is taken as gone; one that
@@ -92,24 +122,26 @@ void MorvaneProcessor::followDeviceMode(int raw)
     lastDeviceMode = m;
 }
 
-// The waits for a status message of First status and the Restore push run on the receiver's
-// thread, as the regular cycle's do: the message thread (the host's) is never held by them.
+// The waits for a status message of First status and the Restore push are rounds as the
+// regular cycle's are: the message thread (the host's) is never held by them.
 MorvaneProcessor::Round MorvaneProcessor::awaitStatus()
 {
     if (receiveBusy.load())
         return Round::underWay;
-    if (takeReceivedStatus())
-        return Round::parsed;
     const bool first = !roundStarted;
     roundStarted = true;
     startRound();
+    if (takeReceivedStatus())
+        return Round::parsed;
     return first ? Round::underWay : Round::empty;
 }
 
+// A round starts before the last one's message is taken: one that lands meanwhile ends it.
 void MorvaneProcessor::startRound()
 {
     receiveBusy = true;
-    receiver->startRound(globalData->devicePort.load(), globalData->deviceIp.get());
+    roundStartedAt = juce::Time::getMillisecondCounterHiRes();
+    receiver->follow(globalData->devicePort.load(), globalData->deviceIp.get());
 }
 
 // What the last round brought, taken into the table. False when it brought nothing.

@@ -1,58 +1,47 @@
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
 
-// The status stream of one instance: one UDP socket and one thread, alive as long as the
-// instance. The loop asks for a round; the round takes the next datagram of the unit (or the
-// newest one that arrived since the last round), waiting at most two seconds, and hands its
-// text to the owner on the receiver's thread: empty when none came, or when the datagram was
-// not the unit's. The socket stays bound between rounds and is bound anew when the port
-// changes.
+// The status stream of one instance. Every instance of the process that listens on one port
+// shares one socket and one thread there (a unit sends to the computer's port, not to an
+// instance): each datagram goes to the instances that follow its sender, so that several
+// instances on one port each follow their own unit. A datagram is handed over the moment it
+// arrives, on the port's thread; nothing of it waits for a round to be asked for. Datagrams
+// of units that no instance follows are dropped.
 class StatusReceiver
 {
 public:
-    using RoundHandler = std::function<void(const std::string& text)>;
+    // Called on the port's thread with the text of each datagram of the followed unit.
+    using DatagramHandler = std::function<void(const std::string& text)>;
 
-    explicit StatusReceiver(RoundHandler handler);
+    explicit StatusReceiver(DatagramHandler handler);
     ~StatusReceiver();
+    StatusReceiver(const StatusReceiver&) = delete;
+    StatusReceiver& operator=(const StatusReceiver&) = delete;
 
-    // Asks for a round for the unit at address sending to port; it starts as soon as the one
-    // under way (if any) has handed over its text.
-    void startRound(int port, const std::string& address);
-    // Ends a wait at once, waits for a handler under way, and joins the thread. Idempotent.
+    // Follows the unit at address sending to port (0: nothing). Once it returns, no datagram
+    // of the unit followed before reaches the handler. A port that could not be bound is
+    // tried again at the next call. Cheap when nothing changed. One thread calls it.
+    void follow(int port, const std::string& address);
+    // Follows nothing; a handler under way has ended when it returns. Idempotent.
     void stop();
 
+    // A round of the loop that brings no message within this is a miss.
     static constexpr int roundTimeoutMs = 2000;
     static constexpr int largestDatagram = 2047;
 
-private:
-    void run();
-    std::string receiveRound(int port, const std::string& address);
-    bool bindTo(int port);
-    // Reads one datagram that is queued: none, the unit's (its text in text) or another's.
-    enum class Take
+    // Internal: one follower as the port's thread sees it.
+    struct Follower
     {
-        none,
-        unit,
-        other
+        unsigned int address = 0; // network order
+        DatagramHandler* handler = nullptr;
     };
-    Take takeOne(const std::string& address, std::string& text);
 
-    RoundHandler handler;
-    std::atomic<bool> stopping{false};
-    std::mutex lock;
-    std::condition_variable wake;
-    bool requested = false;
-    int requestedPort = 0;
-    std::string requestedAddress;
-
-    int socketFd = -1;
-    int boundPort = -1;
-    int stopFd = -1; // an eventfd: written once by stop() so that a poll ends at once
-    std::thread thread;
+private:
+    DatagramHandler handler;
+    int port = 0;
+    std::string address;
+    bool listening = false;
+    Follower follower;
 };
