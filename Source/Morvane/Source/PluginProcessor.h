@@ -134,6 +134,7 @@ private:
     void portStage();
     void balanceStage();
     void searchStage();
+    bool looksForItsUnit() const;
     void startSearch();
     bool alertAwaited() const;
     void presetReadingStage();

@@ -156,7 +156,7 @@ void MorvaneProcessor::balanceStage()
 // broadcast follows the back-off.
 void MorvaneProcessor::searchStage()
 {
-    if (globalData->connected.load() || !pluginCommunication->searchesItself())
+    if (globalData->connected.load() || !looksForItsUnit())
     {
         searchRetry.reset();
         return;
@@ -184,6 +184,16 @@ void MorvaneProcessor::searchStage()
         storedAddressProbedAt = now;
         storedAddressProbe.start([this] { return tcp->CheckSocketConnection() >= 1; });
     }
+}
+
+// A slave comes to its first unit through the master; one that lost its unit looks for it
+// again as the master does (passing over the units others drive), unless its user has asked
+// the master meanwhile.
+bool MorvaneProcessor::looksForItsUnit() const
+{
+    if (pluginCommunication->searchesItself())
+        return true;
+    return statusReceived.load() && !globalData->deviceFinderBusy.load();
 }
 
 void MorvaneProcessor::startSearch()

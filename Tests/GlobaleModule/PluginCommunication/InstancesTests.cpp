@@ -198,6 +198,19 @@ TEST_F(Instances, ASecondUnitIsFreeWithinOneCheckAndANewSlaveTakesItWithoutAQues
     ASSERT_TRUE(waitForCheck(master));
     EXPECT_EQ(g(master)->freeIpCount.load(), 0) << "the unit is the slave's now";
 
+    // The slave's unit goes, and the slave is Lost (as the connection test after eleven
+    // silent rounds leaves it); it keeps looking by itself, never for the master's unit.
+    units.back()->command("vanish");
+    g(slave)->connected = false;
+    TestEnvironment::pump(4000);
+    EXPECT_FALSE(g(slave)->connected.load());
+    EXPECT_TRUE(drives(master, 1));
+    units.back()->command("return");
+    const auto back = std::chrono::steady_clock::now();
+    ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return drives(slave, 2) && slave->isRunning(); }, 15000));
+    EXPECT_LE(std::chrono::steady_clock::now() - back, std::chrono::milliseconds(5000));
+    EXPECT_FALSE(anyAlert(slave));
+
     // The master closes promptly (close() bounds it) while its check runs.
     ASSERT_TRUE(TestEnvironment::pumpUntil([&] { return !g(master)->deviceCheckIdle.load(); }, 10000));
     close(master);

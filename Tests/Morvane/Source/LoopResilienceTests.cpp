@@ -278,3 +278,65 @@ TEST(LoopResilience, ARestoredSessionReachesASilentUnitWithinASecondOfTheInfoFal
     EXPECT_NE(rig.knobRequests()[0].find("/knob?2/"), std::string::npos) << rig.knobRequests()[0];
     EXPECT_FALSE(rig.processor->isRestorePending());
 }
+
+// Units send to the computer's port, not to an instance: instances of one process on one
+// status port each follow their own unit, and two on one unit both follow it.
+TEST(LoopResilience, InstancesOnOneStatusPortEachFollowTheirOwnUnit)
+{
+    SyncRig first("127.0.0.8", 7108, "MORVAN0008", false);
+    morvane::sim::UnitConfig config;
+    config.address = "127.0.0.9";
+    config.statusPort = 7108;
+    config.serial = "MORVAN0009";
+    config.discoveryPort = 14029;
+    morvane::sim::Unit otherUnit(config);
+    ASSERT_TRUE(otherUnit.start()) << otherUnit.startError();
+    auto second = std::make_unique<MorvaneProcessor>();
+    auto* secondGlobal = second->getGlobalData();
+    searchEnds(first);
+    first.pointAtUnit();
+    secondGlobal->SetIp(config.address);
+    secondGlobal->ipChanged = true;
+    secondGlobal->connected = true;
+    ASSERT_TRUE(TestEnvironment::pumpUntil(
+        [&] { return first.processor->isRunning() && second->isRunning(); }, 15000));
+
+    const auto knob3 = [](MorvaneProcessor& p)
+    {
+        return p.getKnob(3)->getValue() * 1023.0;
+    };
+    const auto follows = [&](MorvaneProcessor& p, double value)
+    {
+        return TestEnvironment::pumpUntil([&] { return std::abs(knob3(p) - value) < 0.5; }, 3000);
+    };
+    first.unit->command("turn 3 700 0");
+    otherUnit.command("turn 3 200 0");
+    EXPECT_TRUE(follows(*first.processor, 700.0));
+    EXPECT_TRUE(follows(*second, 200.0));
+    // No datagram of the one unit reaches the other's instance.
+    double firstLow = 1023.0, secondHigh = 0.0;
+    TestEnvironment::pumpUntil(
+        [&]
+        {
+            firstLow = std::min(firstLow, knob3(*first.processor));
+            secondHigh = std::max(secondHigh, knob3(*second));
+            return false;
+        },
+        1000);
+    EXPECT_NEAR(firstLow, 700.0, 0.5);
+    EXPECT_NEAR(secondHigh, 200.0, 0.5);
+    otherUnit.command("release 3");
+
+    // Both on the first unit: both follow it; closing one leaves the other following.
+    secondGlobal->SetIp("127.0.0.8");
+    secondGlobal->ipChanged = true;
+    EXPECT_TRUE(follows(*second, 700.0));
+    first.unit->command("turn 3 400 0");
+    EXPECT_TRUE(follows(*first.processor, 400.0));
+    EXPECT_TRUE(follows(*second, 400.0));
+    second.reset();
+    first.unit->command("turn 3 900 0");
+    EXPECT_TRUE(follows(*first.processor, 900.0));
+    first.unit->command("release 3");
+    otherUnit.stop();
+}
