@@ -7,7 +7,7 @@ packages=(
     juce-modules-source fst-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     libasound2-dev libfreetype-dev libfontconfig1-dev libcurl4-openssl-dev
-    libx11-dev libxext-dev libxrandr-dev libxinerama-dev libxcursor-dev
+    libx11-dev libxext-dev libxrandr-dev libxinerama-dev libxcursor-dev libxtst-dev
     libpng-dev libjpeg-dev zlib1g-dev fonts-dejavu-core libpugixml-dev
     iproute2 util-linux xvfb xauth
     chromium dpkg-dev file

@@ -89,12 +89,19 @@ set_target_properties(MorvaneGlobale PROPERTIES
 
 file(GLOB_RECURSE MORVANE_PRODUCT_SOURCES CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/Source/Morvane/Source/*.cpp ${PROJECT_SOURCE_DIR}/Source/Morvane/Source/*.h)
+# The Standalone's own application is the Standalone target's, not the library's.
+set(MORVANE_STANDALONE_SOURCES ${MORVANE_PRODUCT_SOURCES})
+list(FILTER MORVANE_STANDALONE_SOURCES INCLUDE REGEX "/Source/Morvane/Source/Standalone/")
+list(FILTER MORVANE_PRODUCT_SOURCES EXCLUDE REGEX "/Source/Morvane/Source/Standalone/")
 target_sources(Morvane PRIVATE ${MORVANE_PRODUCT_SOURCES})
+target_sources(Morvane_Standalone PRIVATE ${MORVANE_STANDALONE_SOURCES})
+target_compile_definitions(Morvane_Standalone PRIVATE JUCE_USE_CUSTOM_PLUGIN_STANDALONE_APP=1)
+target_link_libraries(Morvane_Standalone PRIVATE MorvaneResources)
 target_include_directories(Morvane PUBLIC ${PROJECT_SOURCE_DIR}/Source/Morvane/Source)
 target_link_libraries(Morvane PUBLIC MorvaneGlobale)
 
 # Warnings for our own files only; the framework's sources keep their own level.
-set_source_files_properties(${MORVANE_GLOBALE_SOURCES} ${MORVANE_PRODUCT_SOURCES}
+set_source_files_properties(${MORVANE_GLOBALE_SOURCES} ${MORVANE_PRODUCT_SOURCES} ${MORVANE_STANDALONE_SOURCES}
     PROPERTIES COMPILE_OPTIONS "-Wall;-Wextra;-Wshadow;-Wno-deprecated-declarations")
 
 # What a test program needs to compile against the plug-in: its include paths and defines.

@@ -36,6 +36,7 @@ std::vector<Picture> paintCatalogue()
     add(26, PictureFormat::jpeg, paintPresetBackground(), "preset panel");
     add(27, PictureFormat::rgba, paintFolderIcon(), "folder");
     add(28, PictureFormat::rgba, paintLogo(), "logo");
+    add(91, PictureFormat::rgba, paintAppIcon(), "program icon");
     std::sort(all.begin(), all.end(), [](const Picture& a, const Picture& b) { return a.number < b.number; });
     return all;
 }

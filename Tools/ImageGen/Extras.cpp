@@ -1,5 +1,6 @@
 // The pictures of the windows around the panel: the search animation, the sad face of the
-// address page, the preset panel's backdrop, the browser's folder and the maker's logo.
+// address page, the preset panel's backdrop, the browser's folder, the maker's logo and the
+// Standalone's icon.
 #include "Paint.h"
 #include "Painters.h"
 
@@ -132,5 +133,39 @@ juce::Image paintLogo()
     auto works = textOutline("AUDIO  WORKS", letteringFont(Face::sans, 11.0f, 1.3f));
     works.applyTransform(juce::AffineTransform::translation(78.0f, 67.0f));
     g.fillPath(works);
+    return image;
+}
+
+juce::Image paintAppIcon()
+{
+    constexpr float size = 256.0f;
+    auto image = blankImage((int)size, (int)size);
+    juce::Graphics g(image);
+    // A rounded tile of the panel's dark metal with the unit's amber screen in it.
+    const juce::Rectangle<float> tile(8.0f, 8.0f, size - 16.0f, size - 16.0f);
+    g.setGradientFill(juce::ColourGradient(juce::Colour(0xff4a4e55), 0.0f, 8.0f, juce::Colour(0xff1d1f23),
+                                           0.0f, size - 8.0f, false));
+    g.fillRoundedRectangle(tile, 44.0f);
+    g.setColour(juce::Colour(0xff8a9099));
+    g.drawRoundedRectangle(tile.reduced(1.5f), 43.0f, 3.0f);
+    const juce::Rectangle<float> screen(36.0f, 46.0f, size - 72.0f, 112.0f);
+    g.setColour(juce::Colour(0xfff2a93b));
+    g.fillRoundedRectangle(screen, 10.0f);
+    // The meter's scale and its needle, pivoting below the screen's lower edge.
+    const juce::Point<float> pivot(size / 2.0f, 176.0f);
+    g.setColour(juce::Colour(0xff2a1a08));
+    juce::Path scale;
+    scale.addCentredArc(pivot.x, pivot.y, 104.0f, 104.0f, 0.0f, -0.75f, 0.75f, true);
+    g.strokePath(scale, juce::PathStrokeType(4.0f));
+    for (int tick = 0; tick <= 6; ++tick)
+    {
+        const float a = -0.75f + 0.25f * (float)tick;
+        g.drawLine(juce::Line<float>(polar(pivot, 104.0f, a), polar(pivot, tick % 3 == 0 ? 86.0f : 94.0f, a)),
+                   3.0f);
+    }
+    g.setColour(juce::Colour(0xffb3261e));
+    g.drawLine(juce::Line<float>(polar(pivot, 40.0f, 0.35f), polar(pivot, 112.0f, 0.35f)), 5.0f);
+    g.setColour(juce::Colour(0xffe8ecf2));
+    g.fillPath(centredText("MORVANE", letteringFont(Face::sansBold, 30.0f, 0.95f), size / 2.0f, 202.0f));
     return image;
 }

@@ -29,3 +29,4 @@ juce::Image paintSadFace();          // 300 x 300
 juce::Image paintPresetBackground(); // 2560 x 1600
 juce::Image paintFolderIcon();       // 1600 x 1600
 juce::Image paintLogo();             // 230 x 80
+juce::Image paintAppIcon();          // 256 x 256, the Standalone's window icon

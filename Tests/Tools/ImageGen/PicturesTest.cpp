@@ -34,7 +34,8 @@ std::vector<Expected> expectedPictures()
         {9, 1600, 438, Kind::png},    {42, 1600, 437, Kind::opaquePng}, {21, 800, 480, Kind::opaquePng},
         {67, 250, 45000, Kind::png},  {43, 250, 3000, Kind::png},       {44, 300, 45000, Kind::png4bit},
         {69, 300, 300, Kind::png},    {19, 236, 236, Kind::png},        {20, 236, 236, Kind::png},
-        {26, 2560, 1600, Kind::jpeg}, {28, 230, 80, Kind::png},         {27, 1600, 1600, Kind::png}};
+        {26, 2560, 1600, Kind::jpeg}, {28, 230, 80, Kind::png},         {27, 1600, 1600, Kind::png},
+        {91, 256, 256, Kind::png}};
     for (int n = 22; n <= 25; ++n)
         all.push_back({n, 72, 45, Kind::png});
     for (int n = 30; n <= 40; ++n)
