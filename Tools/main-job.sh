@@ -77,8 +77,10 @@ finish() {
 trap finish EXIT
 trap 'exit 130' INT TERM
 
+# The program gets a home of its own, so the display's key is named where it lies.
+xauthority="${XAUTHORITY:-${HOME:-/root}/.Xauthority}"
 unit() { echo "$*" > "$net/u1.ctl"; }
-inComputer() { ip netns exec "$host" env DISPLAY="$display" "$@"; }
+inComputer() { ip netns exec "$host" env DISPLAY="$display" XAUTHORITY="$xauthority" "$@"; }
 
 # The network and its unit: a sine on the gain reduction, a few knobs off their middle.
 "$here/Tools/studio-net/studio-net.sh" up -n 1 -p "$prefix" -b "$unitProgram" -d "$net" \
@@ -108,8 +110,8 @@ fi
 # A temporary home with the factory presets: nothing stored, as on a first start.
 mkdir -p "$home/presets"
 cp -r "$here/Resources/Presets/." "$home/presets/"
-ip netns exec "$host" env DISPLAY="$display" HOME="$home" Home="$home" MORVANE_PRESET_ROOT="$home/presets" \
-    "$program" >"$work/program.log" 2>&1 &
+ip netns exec "$host" env DISPLAY="$display" XAUTHORITY="$xauthority" HOME="$home" Home="$home" \
+    MORVANE_PRESET_ROOT="$home/presets" "$program" >"$work/program.log" 2>&1 &
 programPid=$!
 inComputer "$window" wait Morvane 30 || { cat "$work/program.log" >&2; exit 1; }
 opened=$(date +%s)

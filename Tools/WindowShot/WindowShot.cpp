@@ -3,10 +3,13 @@
 //   morvane-window probe                     exit 0 when the display named by DISPLAY answers
 //   morvane-window wait  TITLE SECONDS       waits until a window of that title is shown
 //   morvane-window size  TITLE               prints its width and height
+//   morvane-window where TITLE               prints its top left corner on the screen
+//   morvane-window icon  TITLE               prints the width and height of its icon (0 0: none)
 //   morvane-window shot  TITLE FILE.png      writes the window's pixels as a PNG
 //   morvane-window click TITLE X Y           a left click at X, Y inside the window (XTest)
 //
 // Exit 0 on success, 1 when the window is not there or the work failed, 2 on wrong use.
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
@@ -18,6 +21,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace
@@ -116,6 +120,35 @@ bool click(Display* display, Window window, int x, int y)
     return true;
 }
 
+// The first picture of _NET_WM_ICON: width and height lead its data.
+std::pair<long, long> iconSize(Display* display, Window window)
+{
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    std::pair<long, long> size{0, 0};
+    const Atom icon = XInternAtom(display, "_NET_WM_ICON", False);
+    if (XGetWindowProperty(display, window, icon, 0, 2, False, XA_CARDINAL, &type, &format, &count, &after,
+                           &data) == Success &&
+        data != nullptr && format == 32 && count == 2)
+    {
+        const long* values = reinterpret_cast<const long*>(data); // format 32 comes as longs
+        size = {values[0], values[1]};
+    }
+    if (data != nullptr)
+        XFree(data);
+    return size;
+}
+
+std::pair<int, int> screenPosition(Display* display, Window window)
+{
+    int x = 0, y = 0;
+    Window child = 0;
+    XTranslateCoordinates(display, window, DefaultRootWindow(display), 0, 0, &x, &y, &child);
+    return {x, y};
+}
+
 Window waitForWindow(Display* display, const std::string& title, double seconds)
 {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
@@ -160,6 +193,18 @@ int run(Display* display, const std::vector<std::string>& args)
         XWindowAttributes attributes{};
         XGetWindowAttributes(display, window, &attributes);
         std::printf("%d %d\n", attributes.width, attributes.height);
+        return 0;
+    }
+    if (command == "where" && args.size() == 2)
+    {
+        const auto [x, y] = screenPosition(display, window);
+        std::printf("%d %d\n", x, y);
+        return 0;
+    }
+    if (command == "icon" && args.size() == 2)
+    {
+        const auto [width, height] = iconSize(display, window);
+        std::printf("%ld %ld\n", width, height);
         return 0;
     }
     if (command == "shot" && args.size() == 3)

@@ -58,8 +58,11 @@ public:
             makeSettings(), true, juce::String(), nullptr, noAudio);
         // A device chosen by hand in Options passes its input through, as the plug-in does.
         window->pluginHolder->getMuteInputValue().setValue(false);
-        window->setIcon(programIcon());
+        const auto icon = programIcon();
+        window->setIcon(icon); // the title bar's
         window->setVisible(true);
+        if (auto* peer = window->getPeer())
+            peer->setIcon(icon); // the desktop's: task bar and window switcher
     }
 
     void shutdown() override { window = nullptr; }
