@@ -2,8 +2,9 @@
 # Morvane in a real DAW: Ardour's headless session tool (ardour7-lua, dummy audio backend)
 # loads each built format, with a simulated unit on loopback, as ardour-formats.lua says.
 #
-#   ardour-formats.sh <plug-in artefacts folder> <morvane-unit> [formats...]
+#   ardour-formats.sh <plug-in artefacts folder | morvane_<version>_amd64.deb> <morvane-unit> [formats...]
 #
+# Given the Debian package, it takes the plug-ins the package installs (unpacked with dpkg -x).
 # Runs in a network namespace of its own (it moves itself there). Prints the scan and load
 # time of every format. Exit 77 when Ardour or root is missing (a failure on CI).
 set -uo pipefail
@@ -49,9 +50,20 @@ trap 'exit 1' INT TERM
 export HOME="$work/home" XDG_CONFIG_HOME="$work/config" XDG_CACHE_HOME="$work/cache"
 export Home="$work/home" LV2_PATH="$work/plugins/lv2"
 mkdir -p "$HOME" "$XDG_CONFIG_HOME/ardour7" "$work/plugins/vst" "$work/plugins/vst3" "$LV2_PATH"
-cp "$artefacts/VST/libMorvane.so" "$work/plugins/vst/"
-cp -r "$artefacts/VST3/Morvane.vst3" "$work/plugins/vst3/"
-cp -r "$artefacts/LV2/Morvane.lv2" "$LV2_PATH/"
+if [[ "$artefacts" == *.deb ]]; then
+    dpkg -x "$artefacts" "$work/package" || { echo "FAIL cannot unpack $artefacts"; exit 1; }
+    vst="$work/package/usr/lib/vst/Morvane.so"
+    vst3="$work/package/usr/lib/vst3/Morvane.vst3"
+    lv2="$work/package/usr/lib/lv2/Morvane.lv2"
+    echo "the plug-ins of $(basename "$artefacts")"
+else
+    vst="$artefacts/VST/libMorvane.so"
+    vst3="$artefacts/VST3/Morvane.vst3"
+    lv2="$artefacts/LV2/Morvane.lv2"
+fi
+cp "$vst" "$work/plugins/vst/libMorvane.so"
+cp -r "$vst3" "$work/plugins/vst3/"
+cp -r "$lv2" "$LV2_PATH/"
 # Ardour takes a scanner's findings only when they are newer than the binary.
 find "$work/plugins" -type f -exec touch -d '1 minute ago' {} +
 cat >"$XDG_CONFIG_HOME/ardour7/config" <<EOF
