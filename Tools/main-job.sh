@@ -150,21 +150,6 @@ fi
 connectedWithin 30 || { say "the unit was not found within 30 s"; exit 1; }
 say "found the unit by broadcast and connected: $(grep -c 'REQUEST' "$net/u1.log") requests so far"
 
-# A hand on the unit's panel now and then.
-(
-    rows=(2 3 8 12 0)
-    values=(300 900 150 40 250)
-    for i in $(seq 0 1000); do
-        sleep 3
-        k=$((i % 5))
-        unit "turn ${rows[$k]} ${values[$k]} 900"
-        sleep 1.6
-        unit "release all"
-        values[k]=$((${rows[$k]} == 12 ? 100 - ${values[$k]} : (${rows[$k]} == 8 ? 600 - ${values[$k]} : (${rows[$k]} == 0 ? 500 - ${values[$k]} : 1023 - ${values[$k]}))))
-    done
-) &
-turnerPid=$!
-
 if [ "$headless" -eq 1 ]; then
     sleep 2.5 # the pictures decode, and the panel takes every knob from the unit
     height=$(inComputer "$window" size Morvane | cut -d' ' -f2)
@@ -194,7 +179,24 @@ if [ "$headless" -eq 1 ]; then
     inComputer "$window" click Morvane $((border + 60)) $((top + 53)) # the folder "Factory"
     sleep 1
     shot main-4-presets.png "the preset view"
+    inComputer "$window" click Morvane $((border + 844)) $((top + 16)) # "Home", where "Presets" was
 fi
+
+# A hand on the unit's panel now and then: a knob glides to a value and back the next time.
+(
+    rows=(2 3 8 12 0)
+    tops=(1023 1023 600 100 500)
+    values=(300 900 150 40 250)
+    for i in $(seq 0 1000); do
+        sleep 3
+        k=$((i % 5))
+        unit "turn ${rows[k]} ${values[k]} 900"
+        sleep 1.6
+        unit "release all"
+        values[k]=$((tops[k] - values[k]))
+    done
+) &
+turnerPid=$!
 
 while [ "$stay" -eq 1 ] || [ $(($(date +%s) - opened)) -lt "$seconds" ]; do
     kill -0 "$programPid" 2>/dev/null || { say "the window was closed"; break; }
