@@ -62,11 +62,7 @@ void CallHome::ManuelUpdate_AlertWindowResultWorker::modalStateFinished(int resu
 {
     if (result != 1 || !UpdateServer::isServerPath(downloadlink.get()))
         return;
-    const auto address = downloadAddress();
-    if (openHook)
-        openHook(address);
-    else
-        juce::URL(juce::String::fromUTF8(address.c_str())).launchInDefaultBrowser();
+    openInBrowser(downloadAddress());
 }
 
 void CallHome::calling()
@@ -109,6 +105,23 @@ std::string CallHome::settingsFile()
 std::string CallHome::downloadAddress()
 {
     return UpdateServer::productBase() + downloadlink.get();
+}
+
+std::string CallHome::checkAddress(const std::string& serial, const std::string& version,
+                                   const std::string& base)
+{
+    auto start = base.empty() ? everyCheckBase.get() : base;
+    if (start.empty())
+        start = UpdateServer::productBase();
+    return start + UpdateServer::checkPath(serial, version);
+}
+
+void CallHome::openInBrowser(const std::string& address)
+{
+    if (openHook)
+        openHook(address);
+    else
+        juce::URL(juce::String::fromUTF8(address.c_str())).launchInDefaultBrowser();
 }
 
 void CallHome::offerDownload(const std::string& link, const std::string& logFolder)
@@ -173,19 +186,13 @@ void CallHome::storeToday()
 
 void CallHome::askServer(const std::string& serial)
 {
-    auto base = baseUrl.empty() ? everyCheckBase.get() : baseUrl;
-    if (base.empty())
-        base = UpdateServer::productBase();
-    const auto address = base + UpdateServer::checkPath(serial, settings->version);
-    std::string reply;
+    const auto address = checkAddress(serial, settings->version, baseUrl);
+    std::string reply, link;
     if (UpdateServer::fetch(address, reply, [this] { return shouldStop(); }) != UpdateServer::received)
         return;
-    if (UpdateServer::reportsError(reply))
+    if (UpdateServer::readAnswer(reply, link) != UpdateServer::Answer::update)
         return;
-    UpdateServer::Offer offer;
-    if (!UpdateServer::cutReply(reply, offer) || !offer.available || !UpdateServer::isServerPath(offer.link))
-        return;
-    offerDownload(offer.link, settings->productFolder);
+    offerDownload(link, settings->productFolder);
 }
 
 bool CallHome::shouldStop() const

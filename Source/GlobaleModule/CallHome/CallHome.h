@@ -49,6 +49,12 @@ public:
     static std::string settingsFile();
     // "https://" + the update host + downloadlink: what the left button opens.
     static std::string downloadAddress();
+    // The address of a check for serial: base when given (a test's), else the one set for
+    // every check, else the update host.
+    static std::string checkAddress(const std::string& serial, const std::string& version,
+                                    const std::string& base = {});
+    // Opens address in the default browser, or hands it to the open hook of the tests.
+    static void openInBrowser(const std::string& address);
     // Posts the question to the message thread, after storing link in downloadlink.
     static void offerDownload(const std::string& link, const std::string& logFolder);
 

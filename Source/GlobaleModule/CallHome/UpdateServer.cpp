@@ -325,4 +325,16 @@ bool isServerPath(const std::string& link)
     }
     return true;
 }
+
+Answer readAnswer(const std::string& reply, std::string& link)
+{
+    link.clear();
+    if (reportsError(reply))
+        return Answer::unavailable;
+    Offer offer;
+    if (!cutReply(reply, offer) || !offer.available || !isServerPath(offer.link))
+        return Answer::latest;
+    link = offer.link;
+    return Answer::update;
+}
 } // namespace UpdateServer

@@ -51,4 +51,14 @@ bool cutReply(const std::string& reply, Offer& offer);
 // A link is offered only as a path on the update host: it starts with "/" and holds no
 // blank, control character or quote, so "https://" + host + link can't lead elsewhere.
 bool isServerPath(const std::string& link);
+
+// What a reply tells the user.
+enum class Answer
+{
+    unavailable, // "404" anywhere
+    latest,      // no offer, or a reply that can't be cut
+    update,      // "true" in the second field and a link that is a path on the update host
+};
+// Reads a received reply; link is set for an update only.
+Answer readAnswer(const std::string& reply, std::string& link);
 } // namespace UpdateServer

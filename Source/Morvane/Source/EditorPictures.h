@@ -18,6 +18,7 @@ constexpr int inRed = 22;
 constexpr int outRed = 23;
 constexpr int inAmber = 24;
 constexpr int outAmber = 25;
+constexpr int logo = 28;
 constexpr int firstStrip = 30; // + deviceMode - 1
 constexpr int panel = 42;
 constexpr int knobSmall = 43;

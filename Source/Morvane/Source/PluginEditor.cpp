@@ -9,6 +9,7 @@
 #include "EditorSearch.h"
 #include "GlobalData/GlobalData.h"
 #include "MouseMenue/MeterMenu.h"
+#include "MouseMenue/MousePopUpMenue.h"
 #include "Presets/PresetPictures.h"
 #include "SafeAndLoad/SafeAndLoad.h"
 
@@ -31,7 +32,8 @@ MorvaneEditor::MorvaneEditor(MorvaneProcessor& p, GlobalData* g, GlobalSettings*
     createButtons();
     addPanelParts();
     addKnobs();
-    // The mouse menu of the panel hooks in here.
+    mouseMenu = std::make_unique<MousePopUpMenue>(*this, global, settings, Picture::decode(Picture::logo));
+    addMouseListener(mouseMenu.get(), true);
     global->viewState = 0;
     imagesThread = std::thread([this] { asyncImages(this); });
     setSize(settings->width, settings->height);
@@ -43,6 +45,9 @@ MorvaneEditor::MorvaneEditor(MorvaneProcessor& p, GlobalData* g, GlobalSettings*
 
 MorvaneEditor::~MorvaneEditor()
 {
+    // First: the windows of the menu point to GlobalData.
+    removeMouseListener(mouseMenu.get());
+    mouseMenu.reset();
     closing = true;
     stopTimer();
     handOnOpenAlerts();

@@ -27,6 +27,7 @@ class TCPIP;
 class SafeAndLoad;
 class MyImageButton;
 class CallHome;
+class MousePopUpMenue;
 class MyAlertWindow;
 class MorvaneEditor;
 
@@ -122,6 +123,8 @@ public:
     TCPIP* tcp;
     MyImageButton* lampTop;
     MyImageButton* lampBottom;
+    // The right-click menu, a listener on this window and its children.
+    std::unique_ptr<MousePopUpMenue> mouseMenu;
 
 private:
     // Construction, in its order.
