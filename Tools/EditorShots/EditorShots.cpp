@@ -1,10 +1,13 @@
 // morvane-editor-shots <folder>: opens the editor in a real window against a simulated
 // unit and takes the screen's pixels of views 2, 4, 80 and 5 into
-// <folder>/editor-view-<N>.png. Needs a display (Xvfb) and root (a network of its own).
+// <folder>/editor-view-<N>.png, and of the right-click menu, the preferences and the about
+// window into menu.png, preferences.png and about.png. Needs a display (Xvfb) and root (a
+// network of its own).
 #include "ScreenGrab.h"
 #include "XErrors.h"
 
 #include "GlobalData/GlobalData.h"
+#include "MouseMenue/MousePopUpMenue.h"
 #include "PluginEditor.h"
 #include "PluginProcessor.h"
 #include "ProcessorDrive.h"
@@ -19,10 +22,9 @@
 
 namespace
 {
-bool shoot(MorvaneEditor& editor, int view, const juce::File& folder)
+bool shootArea(juce::Rectangle<int> area, const juce::File& file)
 {
     ProcessorDrive::pump(300); // a few frames, so the view is drawn
-    const auto area = editor.getScreenBounds();
     const auto pixels = grabScreen(area.getX(), area.getY(), area.getWidth(), area.getHeight());
     if (pixels.size() != (size_t)area.getWidth() * (size_t)area.getHeight())
         return false;
@@ -30,13 +32,47 @@ bool shoot(MorvaneEditor& editor, int view, const juce::File& folder)
     for (int y = 0; y < area.getHeight(); ++y)
         for (int x = 0; x < area.getWidth(); ++x)
             image.setPixelAt(x, y, juce::Colour(pixels[(size_t)(y * area.getWidth() + x)]));
-    const auto file = folder.getChildFile("editor-view-" + juce::String(view) + ".png");
     file.deleteFile();
     juce::FileOutputStream out(file);
     juce::PNGImageFormat png;
     const bool written = out.openedOk() && png.writeImageToStream(image, out);
     std::printf("%s %s\n", written ? "wrote" : "could not write", file.getFullPathName().toRawUTF8());
     return written;
+}
+
+bool shoot(MorvaneEditor& editor, int view, const juce::File& folder)
+{
+    return shootArea(editor.getScreenBounds(),
+                     folder.getChildFile("editor-view-" + juce::String(view) + ".png"));
+}
+
+// The menu as a right click opens it over the panel, then the two windows it opens, each
+// alone on the screen.
+bool shootMenuAndWindows(MorvaneEditor& editor, const juce::File& folder)
+{
+    auto& menu = *editor.mouseMenu;
+    focusWindow((unsigned long)(juce::pointer_sized_uint)editor.getWindowHandle());
+    ProcessorDrive::pump(100);
+    const auto click = editor.getScreenPosition() + juce::Point<int>(250, 40);
+    menu.buildMenu().showMenuAsync(juce::PopupMenu::Options().withTargetScreenArea({click.x, click.y, 1, 1}));
+    ProcessorDrive::pumpUntil([] { return juce::Component::getCurrentlyModalComponent() != nullptr; }, 2000);
+    juce::Component::SafePointer<juce::Component> shown(juce::Component::getCurrentlyModalComponent());
+    bool ok = shown != nullptr && shootArea(editor.getScreenBounds().getUnion(shown->getScreenBounds()),
+                                            folder.getChildFile("menu.png"));
+    ok = ok && shown != nullptr; // still open when the pixels were taken
+    juce::PopupMenu::dismissAllActiveMenus();
+    ProcessorDrive::pump(200);
+    for (const auto& [id, name] : {std::make_pair(MousePopUpMenue::preferencesId, "preferences.png"),
+                                   std::make_pair(MousePopUpMenue::aboutId, "about.png")})
+    {
+        menu.PopupMenuResult(id);
+        ProcessorDrive::pumpUntil(
+            [&] { return !menu.windows.isEmpty() && menu.windows.getLast() != nullptr; }, 2000);
+        auto* window = menu.windows.isEmpty() ? nullptr : menu.windows.getLast().getComponent();
+        ok = ok && window != nullptr && shootArea(window->getScreenBounds(), folder.getChildFile(name));
+        delete window;
+    }
+    return ok;
 }
 
 // The way a user meets the views: the search finds nothing (5); the unit is switched on,
@@ -80,6 +116,7 @@ int run(const juce::File& folder)
         if (editor->getRuntime() == 5)
             pressOk();
         ok = ok && ProcessorDrive::pumpUntil([&] { return processor.isRunning(); }, 20000) && reach(4, 5000);
+        ok = ok && shootMenuAndWindows(*editor, folder);
     }
     if (ok)
     {

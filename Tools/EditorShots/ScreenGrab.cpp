@@ -23,3 +23,13 @@ std::vector<std::uint32_t> grabScreen(int x, int y, int width, int height)
     XCloseDisplay(display);
     return pixels;
 }
+
+void focusWindow(unsigned long window)
+{
+    Display* display = XOpenDisplay(nullptr);
+    if (display == nullptr)
+        return;
+    XSetInputFocus(display, (Window)window, RevertToParent, CurrentTime);
+    XSync(display, False);
+    XCloseDisplay(display);
+}
