@@ -22,6 +22,8 @@ AboutUs::AboutUs(const std::string& version, const std::string& serial, juce::Im
     page->addAndMakeVisible(closeButton);
     page->addAndMakeVisible(websiteLink);
     closeButton.addListener(this);
+    // The whole address fits the link's width.
+    websiteLink.setFont(juce::Font(13.0f), false);
     page->setSize(300, 300);
     setContentNonOwned(page.get(), true);
 }

@@ -71,8 +71,10 @@ protected:
         editor->addToDesktop(juce::ComponentPeer::windowHasTitleBar);
         editor->setVisible(true);
         ASSERT_TRUE(until([&] { return editor->getRuntime() == 4; }));
-        // The editor's own daily check has ended before a case points checks elsewhere.
-        ASSERT_TRUE(until([&] { return !rig.global->callHomeRunning.load(); }));
+        // The editor's own daily check (its date stored, its flag down again) has ended before
+        // a case points checks elsewhere.
+        ASSERT_TRUE(until(
+            [&] { return SettingsPaths::isFile(CallHome::settingsFile()) && !rig.global->callHomeRunning; }));
         CallHome::setOpenHook([this](const std::string& address) { opened.push_back(address); });
     }
     void TearDown() override
