@@ -95,12 +95,11 @@ if [ -n "$display" ] && inComputer "$window" probe; then
     headless=0
     say "display $display: the window opens there"
 else
-    ip netns exec "$host" Xvfb -displayfd 9 -screen 0 1280x1024x24 -nolisten tcp 9>"$work/display" \
-        >"$work/xvfb.log" 2>&1 &
-    xvfbPid=$!
-    for _ in $(seq 1 100); do [ -s "$work/display" ] && break; sleep 0.1; done
-    [ -s "$work/display" ] || { cat "$work/xvfb.log" >&2; echo "main job: Xvfb did not start" >&2; exit 1; }
-    display=":$(head -n 1 "$work/display")"
+    source "$here/Tools/xvfb.sh"
+    startXvfb "$work/xvfb.log" ip netns exec "$host" ||
+        { cat "$work/xvfb.log" >&2; echo "main job: Xvfb did not start" >&2; exit 1; }
+    xvfbPid=$XVFB_PID
+    display=$XVFB_DISPLAY
     say "no display: Xvfb $display, screenshots into $shots"
     mkdir -p "$shots"
     rm -f "$shots"/main-*.png

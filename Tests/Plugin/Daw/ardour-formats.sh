@@ -49,6 +49,9 @@ trap 'exit 1' INT TERM
 # Ardour, its caches and the plug-in's files all live below the run's folder.
 export HOME="$work/home" XDG_CONFIG_HOME="$work/config" XDG_CACHE_HOME="$work/cache"
 export Home="$work/home" LV2_PATH="$work/plugins/lv2"
+# Headless: without DISPLAY the framework would try :0, where another program's X server may
+# come and go and take Ardour down with it.
+export DISPLAY=":65535"
 mkdir -p "$HOME" "$XDG_CONFIG_HOME/ardour7" "$work/plugins/vst" "$work/plugins/vst3" "$LV2_PATH"
 if [[ "$artefacts" == *.deb ]]; then
     dpkg -x "$artefacts" "$work/package" || { echo "FAIL cannot unpack $artefacts"; exit 1; }

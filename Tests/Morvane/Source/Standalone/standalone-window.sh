@@ -12,7 +12,11 @@ window=$2
 
 if [ -z "${MORVANE_OWN_NETWORK:-}" ]; then
     # The program searches its unit by broadcast: a network of its own, loopback only.
-    [ "$(id -u)" -eq 0 ] && command -v Xvfb >/dev/null || { echo "needs root and Xvfb"; exit 77; }
+    if [ "$(id -u)" -ne 0 ] || ! command -v Xvfb >/dev/null; then
+        echo "needs root and Xvfb"
+        [ "${CI:-}" = true ] && exit 1
+        exit 77
+    fi
     exec env MORVANE_OWN_NETWORK=1 unshare --net bash -c 'ip link set lo up && exec "$0" "$@"' "$0" "$@"
 fi
 
@@ -30,11 +34,10 @@ trap 'exit 1' INT TERM
 
 fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
 
-Xvfb -displayfd 9 -screen 0 1280x1024x24 -nolisten tcp 9>"$work/display" >/dev/null 2>&1 &
-xvfb=$!
-for _ in $(seq 1 100); do [ -s "$work/display" ] && break; sleep 0.1; done
-[ -s "$work/display" ] || { echo "Xvfb did not start"; exit 77; }
-export DISPLAY=":$(head -n 1 "$work/display")" HOME="$work/home" Home="$work/home"
+source "$(dirname "$0")/../../../../Tools/xvfb.sh"
+startXvfb "$work/xvfb.log" || { cat "$work/xvfb.log"; echo "Xvfb did not start"; [ "${CI:-}" = true ] && exit 1; exit 77; }
+xvfb=$XVFB_PID
+export DISPLAY="$XVFB_DISPLAY" HOME="$work/home" Home="$work/home"
 mkdir -p "$HOME"
 settings="$HOME/.config/Velmora Audio Works/Morvane/1/Standalone.settings"
 
