@@ -20,9 +20,9 @@ std::string composeRequest(const std::string& path, const std::string& host)
 }
 
 // One recv into a heap buffer; what that call gives is the response.
-int readOnce(int fd, long long deadline, const std::atomic<bool>* quit, std::string& out)
+int readOnce(int fd, long long deadline, SocketIO::Stop stop, std::string& out)
 {
-    if (SocketIO::waitFor(fd, false, (int)(deadline - SocketIO::nowMs()), quit) != Wait::ready)
+    if (SocketIO::waitFor(fd, false, (int)(deadline - SocketIO::nowMs()), stop) != Wait::ready)
         return -8;
     std::unique_ptr<char[]> buffer(new char[singleReadBuffer]);
     const ssize_t n = ::recv(fd, buffer.get(), singleReadBuffer - 1, 0);
@@ -34,11 +34,11 @@ int readOnce(int fd, long long deadline, const std::atomic<bool>* quit, std::str
 
 // Byte by byte until the peer closes. A time-out after some bytes keeps what came; with
 // nothing at all it is no response.
-int readToEnd(int fd, long long deadline, const std::atomic<bool>* quit, std::string& out)
+int readToEnd(int fd, long long deadline, SocketIO::Stop stop, std::string& out)
 {
     for (;;)
     {
-        const Wait waited = SocketIO::waitFor(fd, false, (int)(deadline - SocketIO::nowMs()), quit);
+        const Wait waited = SocketIO::waitFor(fd, false, (int)(deadline - SocketIO::nowMs()), stop);
         if (waited != Wait::ready)
             return out.empty() ? -8 : 1;
         char byte = 0;
@@ -94,7 +94,7 @@ int TCPIP::GetSite(const std::string& path, bool singleRead)
     return Fetch(path, singleRead).code;
 }
 
-TCPIP::Response TCPIP::Fetch(const std::string& path, bool singleRead)
+TCPIP::Response TCPIP::Fetch(const std::string& path, bool singleRead, const std::atomic<bool>* cancel)
 {
     Response result;
     if (path.empty())
@@ -105,7 +105,7 @@ TCPIP::Response TCPIP::Fetch(const std::string& path, bool singleRead)
     }
 
     const std::string address = ip.get();
-    const auto* quit = &globalData->quitRequested;
+    const SocketIO::Stop stop(&globalData->quitRequested, cancel);
     SocketIO::Socket socket(::socket(AF_INET, SOCK_STREAM, 0));
     if (!socket.valid())
     {
@@ -114,7 +114,7 @@ TCPIP::Response TCPIP::Fetch(const std::string& path, bool singleRead)
         return result;
     }
 
-    if (SocketIO::connectWithin(socket.get(), address, port, connectTimeoutMs, quit) != Wait::ready)
+    if (SocketIO::connectWithin(socket.get(), address, port, connectTimeoutMs, stop) != Wait::ready)
     {
         socket.close();
         log(205, "Fehler beim Verbinden auf den Socket", __LINE__);
@@ -123,7 +123,7 @@ TCPIP::Response TCPIP::Fetch(const std::string& path, bool singleRead)
     }
 
     const long long deadline = SocketIO::nowMs() + responseTimeoutMs;
-    if (!SocketIO::sendAll(socket.get(), composeRequest(path, address), responseTimeoutMs, quit))
+    if (!SocketIO::sendAll(socket.get(), composeRequest(path, address), responseTimeoutMs, stop))
     {
         socket.close();
         log(206, "Fehler beim Senden der Abfrage, für Details bitte in SendAll Log schauen", __LINE__);
@@ -132,8 +132,8 @@ TCPIP::Response TCPIP::Fetch(const std::string& path, bool singleRead)
     }
 
     std::string response;
-    const int code = singleRead ? readOnce(socket.get(), deadline, quit, response)
-                                : readToEnd(socket.get(), deadline, quit, response);
+    const int code = singleRead ? readOnce(socket.get(), deadline, stop, response)
+                                : readToEnd(socket.get(), deadline, stop, response);
     socket.close();
     if (code < 0)
     {

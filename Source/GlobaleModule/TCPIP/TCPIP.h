@@ -29,8 +29,9 @@ public:
     void TryAddress(const std::string& address);
     // One request. 1 with the response in reply, or -3, -5, -6, -7, -8.
     int GetSite(const std::string& path, bool singleRead);
-    // The same, and the response by value, so that threads need not share reply.
-    Response Fetch(const std::string& path, bool singleRead);
+    // The same, and the response by value, so that threads need not share reply. cancel (may
+    // be null) ends the request early, as the instance's closing does.
+    Response Fetch(const std::string& path, bool singleRead, const std::atomic<bool>* cancel = nullptr);
     // 1 when the unit accepts a TCP connection within a second, else -1. Sends nothing.
     int CheckSocketConnection();
 

@@ -52,7 +52,7 @@ void MorvaneEditor::LoadImages()
     }
     // A face chosen while the pictures loaded goes to the unit from here, not the tick.
     if (global->meterModeChanged.exchange(false) && !closing.load())
-        tcp->Fetch("/knob?6/" + IntInString(global->meterMode.load()), true);
+        tcp->Fetch("/knob?6/" + IntInString(global->meterMode.load()), true, &closing);
     imagesDecoded = true;
 }
 

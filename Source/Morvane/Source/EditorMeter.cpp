@@ -15,7 +15,14 @@ void MorvaneEditor::CheckMeter()
         return;
     global->meterModeChanged = false;
     const std::string path = "/knob?6/" + IntInString(global->meterMode.load());
-    meterRequest.start([this, path] { tcp->Fetch(path, true); });
+    // The thread holds the processor's parts only; a face cut off by a closing window is
+    // left for the next one to send.
+    meterRequest.start(
+        [unit = tcp, g = global, path](const std::atomic<bool>& stopping)
+        {
+            if (unit->Fetch(path, true, &stopping).code != 1 && stopping.load())
+                g->meterModeChanged = true;
+        });
     viewDirty = true;
     repaint();
 }
@@ -116,7 +123,7 @@ std::array<std::string, 6> macLabelTexts(const std::string& reply)
 } // namespace
 
 // Asks the unit for its identity once per connection, off the message thread; the labels
-// take the answer at a later tick.
+// take the answer at a later tick. The closing window stops the request and joins it.
 void MorvaneEditor::CheckMac()
 {
     if (macReady.exchange(false))
@@ -132,9 +139,14 @@ void MorvaneEditor::CheckMac()
         return;
     global->checkMac = false;
     macRequest.start(
-        [this]
+        [this](const std::atomic<bool>& stopping)
         {
-            const auto response = tcp->Fetch("/dinfo", true);
+            const auto response = tcp->Fetch("/dinfo", true, &stopping);
+            if (response.code != 1 && stopping.load())
+            {
+                global->checkMac = true; // for the next window
+                return;
+            }
             const auto texts = macLabelTexts(response.text);
             for (int p = 0; p < 6; ++p)
                 macTexts.set(p, texts[(size_t)p]);

@@ -21,6 +21,8 @@ void MorvaneEditor::timerCallback()
         repaint();
     serveSettingsFlags();
     checkAlert();
+    if (searchAgain)
+        startEditorSearch();
     CheckMeter();
     if (global->modeChanged.exchange(false))
         updateModeStrips();

@@ -57,10 +57,8 @@ MorvaneEditor::~MorvaneEditor()
         imagesThread.join();
     if (callHomeThread.joinable())
         callHomeThread.join();
-    if (finderThread.joinable())
-        finderThread.join();
-    meterRequest.join();
-    macRequest.join();
+    meterRequest.stop();
+    macRequest.stop();
     for (int i = 0; i < panelKnobs; ++i)
     {
         if (i <= KnobMap::mixLeft)
@@ -512,6 +510,9 @@ void MorvaneEditor::ipOkClicked()
         parts.add(field.getText());
     const bool whole =
         std::none_of(parts.begin(), parts.end(), [](const juce::String& p) { return p.isEmpty(); });
+    global->connected = false;
+    global->deviceFinderBusy = true;
+    global->deviceFinderRunning = 1;
     if (whole)
     {
         global->SetIp(parts.joinIntoString(".").toStdString());
@@ -522,24 +523,15 @@ void MorvaneEditor::ipOkClicked()
         startEditorSearch();
     }
     else if (global->isMaster.load())
-    {
-        global->deviceFinderRunning = 1;
         startEditorSearch();
-    }
     else
-    {
         global->reRequestIp = true;
-    }
-    global->connected = false;
-    global->deviceFinderBusy = true;
-    global->deviceFinderRunning = 1;
     setView(2);
 }
 
+// The message thread never waits for a search: one still under way from an earlier press
+// is followed by the new one at a later tick.
 void MorvaneEditor::startEditorSearch()
 {
-    // A search still running from an earlier press finishes first (it is bounded in time).
-    if (finderThread.joinable())
-        finderThread.join();
-    finderThread = std::thread([this] { delegatorFindDeviceFromEditor(this); });
+    searchAgain = !search.start();
 }

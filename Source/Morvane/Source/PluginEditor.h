@@ -1,6 +1,7 @@
 #pragma once
 
 #include "EditorPictures.h"
+#include "EditorSearch.h"
 #include "EditorWorker.h"
 #include "PluginProcessor.h"
 
@@ -240,7 +241,10 @@ private:
     DecodedPictures decoded;
 
     std::unique_ptr<CallHome> callHome;
-    std::thread imagesThread, callHomeThread, finderThread;
+    std::thread imagesThread, callHomeThread;
+    EditorSearch search{processor};
+    // Ok was pressed again while the last search ran: the next one starts once it ended.
+    bool searchAgain = false;
     EditorWorker meterRequest, macRequest;
     SharedStringList<6> macTexts;
     std::atomic<bool> macReady{false};

@@ -8,6 +8,7 @@
 #include "Components/MyImageButton.h"
 #include "Debug/Debug.h"
 #include "GlobalData/GlobalData.h"
+#include "Ground/HandedThreads.h"
 #include "KnobMap.h"
 #include "MasterDeviceChecker/MasterDeviceChecker.h"
 #include "PluginCommunication/PluginCommunication.h"
@@ -118,6 +119,8 @@ void MorvaneProcessor::endHelpers()
     spinWhile([this] { return globalData->deviceFinderRunning.load() != 0; }, 30000);
     if (findThread.joinable())
         findThread.join();
+    // A search whose window closed before it ended.
+    HandedThreads::joinOf(globalData);
     addressJob.join();
     portJob.join();
     balanceJob.join();

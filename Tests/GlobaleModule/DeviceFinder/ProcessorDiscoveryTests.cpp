@@ -49,7 +49,7 @@ TEST_F(ProcessorDiscovery, ASearchFromTheEditorEndsLikeTheLoopsOwn)
     // What the OK button does with all four fields empty on the master.
     global->deviceFinderRunning = 1;
     global->deviceFinderBusy = true;
-    std::thread search([&] { delegatorFindDeviceFromEditor(static_cast<MorvaneEditor*>(editor.get())); });
+    std::thread search([&] { delegatorFindDeviceFromEditor(processor.get()); });
     const bool ended = TestEnvironment::pumpUntil([&] { return !global->deviceFinderBusy.load(); }, 15000);
     search.join();
     ASSERT_TRUE(ended);

@@ -4,11 +4,13 @@
 
 #include "Components/MeterNadel.h"
 #include "GlobalData/GlobalData.h"
+#include "Ground/HandedThreads.h"
 #include "XErrors.h"
 
 #include <dirent.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 
 namespace
@@ -84,6 +86,20 @@ protected:
         field.grabKeyboardFocus();
         for (const char c : text)
             peer().handleKeyPress(juce::KeyPress(c, {}, c));
+    }
+    // Whether the unit was asked for a page since the last clearRequests().
+    bool asked(const std::string& page)
+    {
+        const auto requests = rig.unit->requests();
+        return std::any_of(requests.begin(), requests.end(),
+                           [&](const std::string& line) { return line.find(page) != std::string::npos; });
+    }
+    // Milliseconds the window takes to close.
+    double closeTimed()
+    {
+        const double start = juce::Time::getMillisecondCounterHiRes();
+        closeEditor();
+        return juce::Time::getMillisecondCounterHiRes() - start;
     }
     bool panelShown()
     {
@@ -167,6 +183,49 @@ TEST_F(WindowCase, ALostUnitLeadsToTheIpPageAndATypedAddressConnects)
               std::make_pair(std::string("127.0.0.3"), true));
     EXPECT_TRUE(until([&] { return rig.processor->isRunning(); }));
     moved.stop();
+}
+
+// The unit takes the window's requests and never answers: closing the window does not wait
+// for them, and nothing of them stays behind.
+TEST_F(WindowCase, ClosingDuringHangingRequestsReturnsAtOnce)
+{
+    const int threads = threadCount();
+    openWindow();
+    ASSERT_TRUE(panelShown());
+    rig.unit->command("fault hang on");
+    rig.clearRequests();
+    rig.global->meterMode = 4;
+    rig.global->meterModeChanged = true;
+    rig.global->checkMac = true;
+    ASSERT_TRUE(until([&] { return asked("/knob?6/4") && asked("/dinfo"); }, 3000));
+    EXPECT_LT(closeTimed(), 200.0);
+    EXPECT_TRUE(rig.global->meterModeChanged) << "the face cut off is left for the next window";
+    EXPECT_TRUE(rig.global->checkMac);
+    rig.unit->command("fault hang off");
+    EXPECT_TRUE(until([&] { return threadCount() <= threads; }, 10000)) << threadCount() << " > " << threads;
+}
+
+// The user types an address on the IP page and closes the window while the search waits for
+// a unit that never answers: the window goes at once, the search goes on for the instance and
+// ends with it.
+TEST_F(WindowCase, ClosingDuringATypedAddressSearchReturnsAtOnce)
+{
+    const int threads = threadCount();
+    openWindow();
+    ASSERT_TRUE(panelShown());
+    rig.unit->command("fault hang on");
+    rig.clearRequests();
+    const char* parts[4] = {"127", "0", "0", "2"};
+    for (int i = 0; i < 4; ++i)
+        editor->ipEditors[(size_t)i].setText(parts[i]);
+    editor->buttonClicked(&editor->btnIpOk);
+    ASSERT_TRUE(until([&] { return asked("/dinfo"); }, 3000));
+    EXPECT_LT(closeTimed(), 200.0);
+    EXPECT_EQ(rig.global->deviceFinderRunning.load(), 1) << "the search goes on without the window";
+    EXPECT_EQ(HandedThreads::held(), 1u);
+    rig.closeProcessor();
+    EXPECT_EQ(HandedThreads::held(), 0u);
+    EXPECT_TRUE(until([&] { return threadCount() <= threads; }, 10000)) << threadCount() << " > " << threads;
 }
 
 TEST_F(WindowCase, TheNeedleFollowsTheUnitsGainReduction)

@@ -21,9 +21,16 @@ SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& 
 
 SyncRig::~SyncRig()
 {
+    closeProcessor();
+    unit->stop();
+}
+
+void SyncRig::closeProcessor()
+{
+    if (processor == nullptr)
+        return;
     processor->removeListener(this);
     processor.reset();
-    unit->stop();
 }
 
 bool SyncRig::connect(int timeoutMs)

@@ -36,6 +36,8 @@ public:
     {
         return TestEnvironment::pumpUntil([&] { return knobRequests().size() >= n; }, timeoutMs);
     }
+    // As the host deletes the plug-in; the unit stays.
+    void closeProcessor();
     // Runs the loop for about n status cycles.
     void runCycles(int n) { TestEnvironment::pump(n * 50); }
 

@@ -41,12 +41,12 @@ long long nowMs()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-Wait waitFor(int fd, bool forWrite, int timeoutMs, const std::atomic<bool>* quit)
+Wait waitFor(int fd, bool forWrite, int timeoutMs, Stop stop)
 {
     const long long deadline = nowMs() + (timeoutMs > 0 ? timeoutMs : 0);
     for (;;)
     {
-        if (quit != nullptr && quit->load())
+        if (stop.raised())
             return Wait::quit;
         const long long left = deadline - nowMs();
         if (left <= 0)
@@ -70,7 +70,7 @@ bool setBlocking(int fd, bool blocking)
     return ::fcntl(fd, F_SETFL, wanted) == 0;
 }
 
-Wait connectWithin(int fd, const std::string& address, int port, int timeoutMs, const std::atomic<bool>* quit)
+Wait connectWithin(int fd, const std::string& address, int port, int timeoutMs, Stop stop)
 {
     sockaddr_in target{};
     target.sin_family = AF_INET;
@@ -83,7 +83,7 @@ Wait connectWithin(int fd, const std::string& address, int port, int timeoutMs, 
     {
         if (errno != EINPROGRESS)
             return Wait::failed;
-        const Wait waited = waitFor(fd, true, timeoutMs, quit);
+        const Wait waited = waitFor(fd, true, timeoutMs, stop);
         if (waited != Wait::ready)
             return waited;
         int error = 0;
@@ -94,14 +94,14 @@ Wait connectWithin(int fd, const std::string& address, int port, int timeoutMs, 
     return setBlocking(fd, true) ? Wait::ready : Wait::failed;
 }
 
-bool sendAll(int fd, const std::string& bytes, int timeoutMs, const std::atomic<bool>* quit)
+bool sendAll(int fd, const std::string& bytes, int timeoutMs, Stop stop)
 {
     const long long deadline = nowMs() + timeoutMs;
     std::size_t sent = 0;
     while (sent < bytes.size())
     {
         const long long left = deadline - nowMs();
-        if (left <= 0 || waitFor(fd, true, (int)left, quit) != Wait::ready)
+        if (left <= 0 || waitFor(fd, true, (int)left, stop) != Wait::ready)
             return false;
         const ssize_t n = ::send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n < 0 && (errno == EAGAIN || errno == EINTR))
