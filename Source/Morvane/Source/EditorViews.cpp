@@ -117,6 +117,7 @@ void MorvaneEditor::showDisplay(bool top, bool shown)
     }
     for (auto& label : macLabels)
         label.setVisible(network);
+    silentNotices[top ? 0 : 1].setVisible(shown && global->unitSilent.load());
     if (top)
     {
         needleTop.setVisible(shown && !network);
@@ -131,10 +132,17 @@ void MorvaneEditor::showDisplay(bool top, bool shown)
 }
 
 // Back to front: the face, the needle's shadow and the needle, the strip, the clip lamps,
-// the frame; on the network page the page, its labels, the frame.
+// the frame; on the network page the page, its labels, the frame. The notice of a silent
+// unit lies over either, behind the frame.
 void MorvaneEditor::restack(bool top)
 {
     auto* frame = top ? frameTop.get() : frameBottom.get();
+    stackDisplay(top, frame);
+    silentNotices[top ? 0 : 1].toBehind(frame);
+}
+
+void MorvaneEditor::stackDisplay(bool top, juce::Component* frame)
+{
     const int face = juce::jlimit(1, 21, global->meterMode.load()) - 1;
     const int mode = global->deviceMode.load();
     if (mode == 12)

@@ -125,6 +125,19 @@ void MorvaneEditor::styleIpLabel(juce::Label& label, const juce::String& text)
     label.setInterceptsMouseClicks(false, false);
 }
 
+void MorvaneEditor::styleSilentNotice(juce::Label& notice)
+{
+    notice.setText("NO STATUS FROM UNIT\nknobs and meter on hold", juce::dontSendNotification);
+    notice.setTitle("Unit status");
+    notice.setJustificationType(juce::Justification::centred);
+    notice.setColour(juce::Label::backgroundColourId, juce::Colour(0xff161616));
+    notice.setColour(juce::Label::textColourId, juce::Colour(0xffffb43c));
+    notice.setColour(juce::Label::outlineColourId, juce::Colour(0xffffb43c));
+    notice.setBorderSize({1, 2, 1, 2});
+    notice.setInterceptsMouseClicks(false, false);
+    addChildComponent(notice);
+}
+
 void MorvaneEditor::createLabels()
 {
     static const char* const ipTexts[4] = {"1 9 2\n", "1 6 8\n", "1 7 8\n", "1 0 1"};
@@ -139,6 +152,8 @@ void MorvaneEditor::createLabels()
         styleIpLabel(macLabelsTop[(size_t)i], macStarts[i]);
         styleIpLabel(macLabelsBottom[(size_t)i], macStarts[i]);
     }
+    for (auto& notice : silentNotices)
+        styleSilentNotice(notice);
     for (auto* group : {&ipLabelsTop, &ipLabelsBottom})
         for (auto& label : *group)
             addChildComponent(label);
@@ -358,6 +373,8 @@ void MorvaneEditor::layoutDisplays()
         ipLabelsTop[(size_t)i].setBounds(scaledPair(ipX[i][0], ipX[i][1], s), k(27), k(90), k(40));
         ipLabelsBottom[(size_t)i].setBounds(scaledPair(ipX[i][0], ipX[i][1], s), k(246), k(90), k(40));
     }
+    silentNotices[0].setBounds(k(332), k(50), k(134), k(28));
+    silentNotices[1].setBounds(k(332), k(269), k(134), k(28));
     for (int i = 0; i < 6; ++i)
     {
         macLabelsTop[(size_t)i].setBounds(scaledPair(macX[i][0], macX[i][1], s), k(84), k(40), k(30));
@@ -423,6 +440,8 @@ void MorvaneEditor::scaleChildren()
     buttonLook.scale = s;
     for (auto& label : statusLabels)
         label.setFont(juce::Font(15.0f * (1.0f + s)));
+    for (auto& notice : silentNotices)
+        notice.setFont(juce::Font(10.0f * (1.0f + s), juce::Font::bold));
 }
 
 void MorvaneEditor::sliderValueChanged(juce::Slider* slider)

@@ -102,6 +102,9 @@ public:
     std::array<juce::TextEditor, 4> ipEditors;
     std::array<juce::Label, 4> ipLabelsTop, ipLabelsBottom;
     std::array<juce::Label, 6> macLabelsTop, macLabelsBottom;
+    // Over each display while the unit answers but sends no status (unitSilent): the knobs
+    // and the needle would otherwise just stand still. Upper display first.
+    std::array<juce::Label, 2> silentNotices;
     juce::TextButton btnPresets{"new button"}, btnHome{"new button"}, btnDualMono{"DualMono"},
         btnStereo{"Stereo"}, btnIpOk{"Ok"};
     MeterNadel needleTop, needleBottom;
@@ -136,6 +139,7 @@ private:
     void addPanelParts();
     void addKnobs();
     void styleIpLabel(juce::Label& label, const juce::String& text);
+    void styleSilentNotice(juce::Label& notice);
     void styleButton(juce::TextButton& button, const juce::String& text, juce::uint32 onColour);
 
     // Layout.
@@ -168,6 +172,7 @@ private:
     void applyView();
     void showDisplay(bool top, bool shown);
     void restack(bool top);
+    void stackDisplay(bool top, juce::Component* frame);
     void drawPanel(juce::Graphics& g);
     std::array<ImageClippingLed*, 4> lampsOf(bool top) const;
     std::array<ImageClippingLed*, 8> allLamps() const;

@@ -338,3 +338,65 @@ TEST_F(Views, KnobsButtonsAndFieldsCarryNamesAndKnobsTakeArrowKeys)
     EXPECT_NEAR(input.getValue(), 0.5, 1e-6);
     EXPECT_EQ(mode.getValue(), 4.0);
 }
+
+// A unit whose web server answers but whose status stream stays away: each display says so
+// over its face or network page, in words that fit it, and the notice goes with the stream's
+// return.
+TEST_F(Views, ASilentUnitIsNamedOnEveryDisplayShown)
+{
+    ASSERT_TRUE(rig.connect());
+    const auto notice = [&](int display) -> juce::Label&
+    {
+        return editor->silentNotices[(size_t)display];
+    };
+    const auto fits = [&](int display, juce::Component& over)
+    {
+        auto& label = notice(display);
+        const auto area = label.getBorderSize().subtractedFrom(label.getLocalBounds());
+        const auto font = label.getFont();
+        juce::StringArray lines;
+        lines.addLines(label.getText());
+        bool wide = false;
+        for (const auto& line : lines)
+            wide = wide || font.getStringWidthFloat(line) > (float)area.getWidth();
+        return over.getBounds().contains(label.getBounds()) && !wide &&
+               font.getHeight() * (float)lines.size() <= (float)area.getHeight();
+    };
+    for (const float s : {0.0f, 1.0f})
+    {
+        rig.global->guiSize = s;
+        openEditor();
+        ASSERT_TRUE(until([&] { return editor->getRuntime() == 4; })) << s;
+        draw();
+        draw();
+        EXPECT_FALSE(notice(0).isVisible());
+        // What the loop raises after eleven silent rounds of two seconds each.
+        rig.unit->command("fault silent on");
+        rig.runCycles(4);
+        rig.global->unitSilent = true;
+        tick();
+        auto image = draw();
+        const int face = juce::jlimit(1, 21, rig.global->meterMode.load()) - 1;
+        EXPECT_EQ(std::make_pair(notice(0).isVisible(), notice(1).isVisible()), std::make_pair(true, false));
+        EXPECT_TRUE(fits(0, editor->meterFacesTop[(size_t)face])) << s;
+        const int at = editor->getIndexOfChildComponent(&notice(0));
+        EXPECT_GT(at, editor->getIndexOfChildComponent(&editor->needleTop));
+        EXPECT_LT(at, editor->getIndexOfChildComponent(editor->frameTop.get()));
+        const auto inside = notice(0).getBounds().getCentre().withX(notice(0).getX() + scaledLength(3, s));
+        EXPECT_LT(image.getPixelAt(inside.x, inside.y).getBrightness(), 0.2f) << "dark over the light face";
+        goTo(80);
+        EXPECT_EQ(std::make_pair(notice(0).isVisible(), notice(1).isVisible()), std::make_pair(true, true));
+        EXPECT_TRUE(fits(1, editor->meterFacesBottom[(size_t)face])) << s;
+        goTo(4);
+        goTo(30);
+        EXPECT_EQ(std::make_pair(notice(0).isVisible(), notice(1).isVisible()), std::make_pair(false, false));
+        goTo(4);
+        rig.unit->command("fault silent off");
+        ASSERT_TRUE(until([&] { return !rig.global->unitSilent.load(); }, 5000))
+            << "the next status lowers it";
+        tick();
+        draw();
+        EXPECT_FALSE(notice(0).isVisible());
+        closeEditor();
+    }
+}
