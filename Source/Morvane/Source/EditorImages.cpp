@@ -19,19 +19,37 @@ void* asyncImages(void* arg)
 }
 
 // Each picture is followed by a look at closing, so that a closing window waits for one
-// decoding at most. The search animation comes first, then the panel.
+// decoding at most. An instance that searches shows the search animation first; one that is
+// connected shows its panel first, and the animation (the largest strip of all) follows.
 void MorvaneEditor::LoadImages()
 {
     loadingImages = true;
+    const bool searching = !global->connected.load();
+    bool going = !searching || takeSplash();
+    if (going && decodePanel())
+        imagesDecoded = true;
+    if (!searching && !closing.load())
+        takeSplash();
+    if (!imagesDecoded.load())
+        loadingImages = false;
+}
+
+bool MorvaneEditor::takeSplash()
+{
+    splashPicture = pictures->get(Picture::splash);
+    splashDecoded = !closing.load();
+    return splashDecoded.load();
+}
+
+bool MorvaneEditor::decodePanel()
+{
     const auto take = [this](juce::Image& into, juce::Image image)
     {
         into = std::move(image);
         return !closing.load();
     };
-    bool going = take(decoded.splash, pictures->get(Picture::splash));
-    splashDecoded = going;
-    going = going && take(decoded.panel, pictures->get(Picture::panel)) &&
-            take(decoded.frame, pictures->get(Picture::frame));
+    bool going = take(decoded.panel, pictures->get(Picture::panel)) &&
+                 take(decoded.frame, pictures->get(Picture::frame));
     for (int i = 0; going && i < faceCount; ++i)
     {
         const int number = i < 21 ? Picture::firstFace + i : Picture::network;
@@ -46,20 +64,17 @@ void MorvaneEditor::LoadImages()
     else if (going)
         going = take(decoded.knobBig, pictures->get(Picture::knobBig));
     if (!going)
-    {
-        loadingImages = false;
-        return;
-    }
+        return false;
     // A face chosen while the pictures loaded goes to the unit from here, not the tick.
     if (global->meterModeChanged.exchange(false) && !closing.load())
         tcp->Fetch("/knob?6/" + IntInString(global->meterMode.load()), true, &closing);
-    imagesDecoded = true;
+    return !closing.load();
 }
 
 // Message thread: the search animation, as soon as it is decoded.
 void MorvaneEditor::installSplash()
 {
-    splashImage = decoded.splash;
+    splashImage = splashPicture;
     splashLook->SetImage(splashImage, 150, false);
     splashKnob.repaint();
 }

@@ -37,7 +37,7 @@ juce::Image decode(int number);
 // The large pictures of one editor, decoded away from the message thread.
 struct DecodedPictures
 {
-    juce::Image splash, panel, frame, knobSmall, knobBig;
+    juce::Image panel, frame, knobSmall, knobBig;
     std::array<juce::Image, 22> facesTop, facesBottom;
     std::array<juce::Image, 11> strips;
 };

@@ -8,13 +8,15 @@
 void MorvaneEditor::timerCallback()
 {
     repaint();
+    if (splashDecoded.exchange(false))
+        installSplash();
     if (loadingImages.load())
     {
-        if (splashDecoded.exchange(false))
-            installSplash();
-        if (imagesDecoded.load())
-            installPictures();
-        return;
+        // The tick that installs the pictures goes on at once: the panel of a connected
+        // instance shows a tick sooner.
+        if (!imagesDecoded.load())
+            return;
+        installPictures();
     }
     takeOutsideView();
     if (global->repaintRequest.exchange(false))

@@ -178,6 +178,8 @@ private:
     std::array<ImageClippingLed*, 8> allLamps() const;
 
     // The pictures.
+    bool takeSplash();
+    bool decodePanel();
     void installSplash();
     void installPictures();
     void installKnobLooks();
@@ -244,6 +246,8 @@ private:
     // The pictures of this editor, decoded on imagesThread and shared within the process.
     std::shared_ptr<EditorPictures> pictures;
     DecodedPictures decoded;
+    // Written by imagesThread before splashDecoded rises, read by the tick after.
+    juce::Image splashPicture;
 
     std::unique_ptr<CallHome> callHome;
     std::thread imagesThread, callHomeThread;
