@@ -73,8 +73,8 @@ MorvaneEditor::~MorvaneEditor()
     processor.editorClosing(this);
 }
 
-// The search animation's strip is 45000 rows: it is the first picture of imagesThread, so
-// that the window opens at once, and turns as soon as it arrives.
+// The search animation's strip is 45000 rows: it is decoded on imagesThread (first when the
+// instance searches), so that the window opens at once, and turns as soon as it arrives.
 void MorvaneEditor::createSplash()
 {
     splashLook = std::make_unique<LookAndFeelSlider>(150);
