@@ -111,7 +111,8 @@ void paintRackEars(juce::Graphics& g)
         g.fillRect(x == 0.0f ? 26.0f : x - 0.6f, 0.0f, 0.6f, Layout::height);
         g.setColour(juce::Colours::white.withAlpha(0.08f));
         g.fillRect(x == 0.0f ? 26.6f : x - 1.2f, 0.0f, 0.6f, Layout::height);
-        for (float y : {22.0f, Layout::height - 22.0f})
+        // The upper screws sit below the window's buttons, which cover the top right corner.
+        for (float y : {34.0f, Layout::height - 34.0f})
         {
             const juce::Rectangle<float> slot(x + 5.0f, y - 5.0f, 16.0f, 10.0f);
             g.setColour(juce::Colour(0xff0b0b0c));
