@@ -82,7 +82,11 @@ juce::PopupMenu MousePopUpMenue::buildMenu()
     menu.addSeparator();
     menu.addItem(showAddressId, "Show IP Adress");
     menu.addItem(openPageId, "Open " + product + " in browser");
-    menu.addSubMenu("Change " + product, units);
+    // Enabled also while empty: addSubMenu would grey out a submenu without entries.
+    juce::PopupMenu::Item change("Change " + product);
+    change.itemID = 0;
+    change.subMenu = std::make_unique<juce::PopupMenu>(std::move(units));
+    menu.addItem(std::move(change));
     menu.addSeparator();
     menu.addSeparator();
     menu.addItem(updateId, "Search for update");

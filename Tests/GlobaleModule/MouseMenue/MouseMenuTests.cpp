@@ -21,6 +21,7 @@ struct Item
     std::string text;
     bool separator = false;
     std::vector<Item> sub;
+    bool enabled = true;
 };
 
 std::vector<Item> itemsOf(const juce::PopupMenu& menu)
@@ -29,7 +30,7 @@ std::vector<Item> itemsOf(const juce::PopupMenu& menu)
     for (juce::PopupMenu::MenuItemIterator it(menu); it.next();)
     {
         const auto& entry = it.getItem();
-        Item item{entry.itemID, entry.text.toStdString(), entry.isSeparator, {}};
+        Item item{entry.itemID, entry.text.toStdString(), entry.isSeparator, {}, entry.isEnabled};
         if (entry.subMenu != nullptr)
             item.sub = itemsOf(*entry.subMenu);
         items.push_back(item);
@@ -124,10 +125,12 @@ TEST_F(MouseMenu, HoldsEveryItemWithItsIdAndADismissalChangesNothing)
                                                                {20, "About"}};
     EXPECT_EQ(shown, expected);
 
-    // Only the current unit known: the submenu is there, empty.
+    // Only the current unit known: the submenu is there, empty, and still enabled.
     rig.global->knownIps.set(1, rig.global->deviceIp.get());
     rig.global->knownIpCount = 1;
-    EXPECT_TRUE(itemsOf(menu().buildMenu())[2].sub.empty());
+    const auto change = itemsOf(menu().buildMenu())[2];
+    EXPECT_TRUE(change.sub.empty());
+    EXPECT_TRUE(change.enabled);
 
     choose(0);
     EXPECT_TRUE(desktopWindows<juce::AlertWindow>().empty());
