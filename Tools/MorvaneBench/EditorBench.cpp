@@ -1,6 +1,7 @@
 // Figures of the window: how soon it shows something and the panel, what it costs in memory
 // for one and for eight instances, and the message thread's longest stall while the pictures
 // load. Needs a display: run the bench under xvfb-run.
+#include "BenchRig.h"
 #include "GlobalData/GlobalData.h"
 #include "PluginEditor.h"
 #include "PluginProcessor.h"
@@ -99,27 +100,11 @@ Opening openWindow(MorvaneProcessor& processor, std::unique_ptr<MorvaneEditor>& 
     return opening;
 }
 
-struct EditorRig
+struct EditorRig : LoopbackRig
 {
-    ProcessorDrive::TemporaryHome home{"editor-bench"};
-    std::unique_ptr<morvane::sim::Unit> unit;
-    std::unique_ptr<MorvaneProcessor> processor;
-
-    EditorRig()
+    EditorRig() : LoopbackRig("editor-bench", 7401)
     {
-        morvane::sim::UnitConfig config;
-        config.address = "127.0.0.2";
-        config.statusPort = 7401;
-        config.logDatagrams = false;
-        unit = std::make_unique<morvane::sim::Unit>(config);
-        unit->start();
-        processor = std::make_unique<MorvaneProcessor>();
         ProcessorDrive::pumpUntil([this] { return processor->isRunning(); }, 20000);
-    }
-    ~EditorRig()
-    {
-        processor.reset();
-        unit->stop();
     }
 };
 

@@ -2,6 +2,7 @@
 // the loop's tick), and what idle connected instances cost in a host next to a bare plug-in
 // with one 40 ms timer. Runs in a network namespace of its own (as root) against simulated
 // units; run it through Tools/private-net.sh.
+#include "BenchRig.h"
 #include "GlobalData/GlobalData.h"
 #include "Ground/SettingsPaths.h"
 #include "PluginProcessor.h"
@@ -96,28 +97,12 @@ public:
     void audioProcessorChanged(juce::AudioProcessor*, const ChangeDetails&) override {}
 };
 
-struct Rig
+struct Rig : LoopbackRig
 {
-    ProcessorDrive::TemporaryHome home{"bench"};
-    std::unique_ptr<morvane::sim::Unit> unit;
-    std::unique_ptr<MorvaneProcessor> processor;
-
-    Rig()
+    Rig() : LoopbackRig("bench", 7301)
     {
-        morvane::sim::UnitConfig config;
-        config.address = "127.0.0.2";
-        config.statusPort = 7301;
-        config.logDatagrams = false;
-        unit = std::make_unique<morvane::sim::Unit>(config);
-        unit->start();
-        processor = std::make_unique<MorvaneProcessor>();
-        connect(*processor, config.address);
+        connect(*processor, unitAddress);
         pumpUntil([] { return false; }, 300);
-    }
-    ~Rig()
-    {
-        processor.reset();
-        unit->stop();
     }
 };
 
@@ -208,6 +193,26 @@ void startUnits(morvane::test::StudioNet& net, int n, int firstPort)
     ::usleep(300000);
 }
 
+// N units on a studio network, each stored in its instance's folder of a temporary home.
+struct StudioRig
+{
+    morvane::test::StudioNet net;
+    ProcessorDrive::TemporaryHome home{"bench"};
+
+    StudioRig(int n, int firstPort) : net(n)
+    {
+        if (net.ok())
+            startUnits(net, n, firstPort);
+    }
+    // False, with the benchmark skipped, when the network could not be made.
+    bool ready(benchmark::State& state) const
+    {
+        if (!net.ok())
+            state.SkipWithError(net.error().c_str());
+        return net.ok();
+    }
+};
+
 int envOr(const char* name, int fallback)
 {
     const char* text = std::getenv(name);
@@ -256,20 +261,16 @@ double idleHostCpu(morvane::test::StudioNet& net, const std::string& home, const
 void IdleCpuAgainstBareTimer(benchmark::State& state)
 {
     const int n = (int)state.range(0);
-    morvane::test::StudioNet net(n);
-    if (!net.ok())
-    {
-        state.SkipWithError(net.error().c_str());
+    StudioRig studio(n, 7500);
+    if (!studio.ready(state))
         return;
-    }
-    const ProcessorDrive::TemporaryHome home("bench");
-    startUnits(net, n, 7500);
+    auto& net = studio.net;
     double bare = 0.0, morvane = 0.0;
     for (auto _ : state)
     {
         const auto start = Clock::now();
-        bare = idleHostCpu(net, home.path(), MORVANE_BARE_VST2, n);
-        morvane = idleHostCpu(net, home.path(), MORVANE_VST2, n);
+        bare = idleHostCpu(net, studio.home.path(), MORVANE_BARE_VST2, n);
+        morvane = idleHostCpu(net, studio.home.path(), MORVANE_VST2, n);
         state.SetIterationTime(msSince(start) / 1000.0);
     }
     if (bare <= 0.0 || morvane <= 0.0)
@@ -285,14 +286,10 @@ void IdleCpuAgainstBareTimer(benchmark::State& state)
 void Scale(benchmark::State& state)
 {
     const int n = (int)state.range(0);
-    morvane::test::StudioNet net(n);
-    if (!net.ok())
-    {
-        state.SkipWithError(net.error().c_str());
+    StudioRig studio(n, 7400);
+    if (!studio.ready(state))
         return;
-    }
-    const ProcessorDrive::TemporaryHome home("bench");
-    startUnits(net, n, 7400);
+    auto& net = studio.net;
 
     morvane::test::ScopedNamespace computer(net.hostNamespace());
     double allRunningSeconds = 0.0, cpuPerSecond = 0.0;
