@@ -141,12 +141,9 @@ TEST_F(MouseMenu, HoldsEveryItemWithItsIdAndADismissalChangesNothing)
 
 TEST_F(MouseMenu, ChangeOffersTenOtherUnitsAndAChoiceConnectsIt)
 {
-    morvane::sim::UnitConfig other;
-    other.address = "127.0.0.3";
-    other.statusPort = 7102;
-    other.serial = "MORVAN0002";
-    morvane::sim::Unit second(other);
-    ASSERT_TRUE(second.start());
+    auto secondUnit = SyncRig::secondUnit();
+    ASSERT_TRUE(secondUnit->start());
+    auto& second = *secondUnit;
 
     // Twelve known units, the current one last: the first ten are offered.
     for (int n = 1; n <= 12; ++n)

@@ -121,6 +121,17 @@ protected:
         }
         global->alertIpCount = (int)offered.size();
     }
+    // Units 2 and 3 offered in the list of units with other serials, asked on the IP page.
+    bool askAmongOtherUnitsOnTheIpPage(MorvaneEditor* editor)
+    {
+        awaitAnswer(master, {2, 3});
+        g(master)->viewState = 5;
+        g(master)->viewDirty = true;
+        if (!until([&] { return editor->getRuntime() == 5; }))
+            return false;
+        g(master)->alertManyOthers = true;
+        return until([&] { return editor->wrongSerialAlertWindow != nullptr; });
+    }
     bool macShown(MorvaneEditor* editor, morvane::sim::Unit& unit)
     {
         const auto mac = macOf(unit);
@@ -201,12 +212,7 @@ TEST_F(Alerts, OkInTheListConnectsTheChosenUnitAndStoresIt)
     auto* editor = masterOnUnitOne(3);
     ASSERT_NE(editor, nullptr);
     ASSERT_TRUE(until([&] { return editor->getRuntime() == 4; }));
-    awaitAnswer(master, {2, 3});
-    g(master)->viewState = 5;
-    g(master)->viewDirty = true;
-    ASSERT_TRUE(until([&] { return editor->getRuntime() == 5; }));
-    g(master)->alertManyOthers = true;
-    ASSERT_TRUE(until([&] { return editor->wrongSerialAlertWindow != nullptr; }));
+    ASSERT_TRUE(askAmongOtherUnitsOnTheIpPage(editor));
     answer(*editor->wrongSerialAlertWindow, 1, "OK");
     ASSERT_TRUE(until([&] { return !g(master)->alertOpen.load(); }));
     EXPECT_EQ(editor->wrongSerialResult, 1);
@@ -235,12 +241,7 @@ TEST_F(Alerts, CancelInTheListLeavesTheStoredUnitAndShowsTheIpPage)
     ASSERT_NE(editor, nullptr);
     ASSERT_TRUE(until([&] { return editor->getRuntime() == 4; }));
     const auto files = std::make_pair(Studio::file(1, "IP.txt"), Studio::file(1, "GuiSettings.txt"));
-    awaitAnswer(master, {2, 3});
-    g(master)->viewState = 5;
-    g(master)->viewDirty = true;
-    ASSERT_TRUE(until([&] { return editor->getRuntime() == 5; }));
-    g(master)->alertManyOthers = true;
-    ASSERT_TRUE(until([&] { return editor->wrongSerialAlertWindow != nullptr; }));
+    ASSERT_TRUE(askAmongOtherUnitsOnTheIpPage(editor));
     answer(*editor->wrongSerialAlertWindow, 1, "Cancel");
     ASSERT_TRUE(until([&] { return editor->wrongSerialResultSet; }));
     EXPECT_EQ(std::make_tuple(editor->wrongSerialResult, g(master)->alertOpen.load(),

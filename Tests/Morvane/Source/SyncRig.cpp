@@ -19,6 +19,15 @@ SyncRig::SyncRig(const std::string& address, int statusPort, const std::string& 
     processor->addListener(this);
 }
 
+std::unique_ptr<morvane::sim::Unit> SyncRig::secondUnit()
+{
+    morvane::sim::UnitConfig other;
+    other.address = "127.0.0.3";
+    other.statusPort = 7102;
+    other.serial = "MORVAN0002";
+    return std::make_unique<morvane::sim::Unit>(other);
+}
+
 SyncRig::~SyncRig()
 {
     closeProcessor();

@@ -36,6 +36,8 @@ public:
     {
         return TestEnvironment::pumpUntil([&] { return knobRequests().size() >= n; }, timeoutMs);
     }
+    // Another unit beside the rig's: 127.0.0.3, serial MORVAN0002, not yet started.
+    static std::unique_ptr<morvane::sim::Unit> secondUnit();
     // As the host deletes the plug-in; the unit stays.
     void closeProcessor();
     // Runs the loop for about n status cycles.

@@ -234,12 +234,9 @@ TEST(SyncWithoutUnit, HostWritesWaitForTheUnitAndGoOutWithTheRestorePush)
 TEST_F(Sync, AChangeOfAddressSyncsFromTheNewUnit)
 {
     ASSERT_TRUE(rig.connect());
-    morvane::sim::UnitConfig other;
-    other.address = "127.0.0.3";
-    other.statusPort = 7102;
-    other.serial = "MORVAN0002";
-    morvane::sim::Unit second(other);
-    ASSERT_TRUE(second.start());
+    auto secondUnit = SyncRig::secondUnit();
+    ASSERT_TRUE(secondUnit->start());
+    auto& second = *secondUnit;
     second.command("set 3 0");
 
     rig.global->SetIp("127.0.0.3");
