@@ -184,25 +184,25 @@ void MousePopUpMenue::openPreferences()
 {
     auto* window = new Settings_Document(juce::String(settings->productFolder) + " Preferences",
                                          juce::Colours::white, juce::DocumentWindow::allButtons, global);
-    keep(window);
-    const auto at = juce::Desktop::getMousePosition();
-    window->setBounds(at.x, at.y, 420, 240);
-    window->setResizable(false, false);
-    window->setUsingNativeTitleBar(true);
-    window->setVisible(true);
-    window->setAlwaysOnTop(true);
+    showAtMouse(window, 420, 240);
 }
 
 void MousePopUpMenue::openAbout()
 {
     auto* window = new AboutUs(settings->version, global->deviceSerial.get(), logo);
+    showAtMouse(window, 300, 300);
+    window->toFront(true);
+}
+
+// A fixed floating window at the mouse, above the host's, kept until the editor goes.
+void MousePopUpMenue::showAtMouse(juce::DocumentWindow* window, int width, int height)
+{
     keep(window);
     const auto at = juce::Desktop::getMousePosition();
-    window->setBounds(at.x, at.y, 300, 300);
+    window->setBounds(at.x, at.y, width, height);
     window->setResizable(false, false);
     window->setUsingNativeTitleBar(true);
     window->setVisible(true);
-    window->toFront(true);
     window->setAlwaysOnTop(true);
 }
 

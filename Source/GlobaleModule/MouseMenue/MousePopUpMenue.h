@@ -50,6 +50,7 @@ private:
     void changeUnit(int n);
     void searchForUpdate();
     void openAbout();
+    void showAtMouse(juce::DocumentWindow* window, int width, int height);
     void keep(juce::Component* window);
 
     juce::Component& panel;
